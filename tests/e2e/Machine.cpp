@@ -1,0 +1,164 @@
+#include "e2e/Machine.h"
+
+#include "util/Handles.h"
+#include "util/RegKey.h"
+
+#include <windows.h>
+
+#include <memory>
+
+namespace steward::test {
+
+namespace {
+
+ServiceHandle Manager() {
+    return ServiceHandle(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+}
+
+ServiceHandle Service(const std::wstring& name) {
+    return ServiceHandle(OpenServiceW(Manager().Get(), name.c_str(), SERVICE_ALL_ACCESS));
+}
+
+} // namespace
+
+std::string ServiceState(const std::wstring& name) {
+    const ServiceHandle service = Service(name);
+    SERVICE_STATUS status{};
+    if (!service || !QueryServiceStatus(service.Get(), &status)) {
+        return "absent";
+    }
+    switch (status.dwCurrentState) {
+    case SERVICE_RUNNING:
+        return "running";
+    case SERVICE_STOPPED:
+        return "stopped";
+    default:
+        return std::to_string(status.dwCurrentState);
+    }
+}
+
+std::string VersionOf(const std::wstring& path) {
+    if (!FileExists(path)) {
+        return "absent";
+    }
+    const DWORD bytes = GetFileVersionInfoSizeW(path.c_str(), nullptr);
+    std::vector<char> block(bytes + 1);
+    VS_FIXEDFILEINFO* info = nullptr;
+    UINT length = 0;
+    if (bytes == 0 || !GetFileVersionInfoW(path.c_str(), 0, bytes, block.data()) ||
+        !VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length)) {
+        return "none";
+    }
+    return std::to_string(HIWORD(info->dwFileVersionMS)) + "." +
+           std::to_string(LOWORD(info->dwFileVersionMS)) + "." +
+           std::to_string(HIWORD(info->dwFileVersionLS)) + "." +
+           std::to_string(LOWORD(info->dwFileVersionLS));
+}
+
+bool FileExists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::optional<uint32_t> RegistryNumber(const std::wstring& key, const std::wstring& name) {
+    uint32_t value = 0;
+    return ReadHKLMDword(value, key, name) ? std::optional(value) : std::nullopt;
+}
+
+std::string RegistryText(const std::wstring& key, const std::wstring& name) {
+    std::wstring value;
+    ReadHKLMString(value, key, name);
+    return {value.begin(), value.end()};
+}
+
+void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32_t value) {
+    WriteHKLMDword(value, key, name);
+}
+
+void DeleteRegistryValue(const std::wstring& key, const std::wstring& name) {
+    RegKey open;
+    if (open.Open(HKEY_LOCAL_MACHINE, key.c_str(), KEY_ALL_ACCESS) == ERROR_SUCCESS) {
+        open.DeleteValue(name.c_str());
+    }
+}
+
+std::wstring ServiceKey(const std::wstring& driver) {
+    return L"SYSTEM\\CurrentControlSet\\Services\\" + driver;
+}
+
+std::vector<std::wstring> RenamedImages() {
+    std::vector<std::wstring> paths;
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW((kDriversFolder + L"qx*.tmp").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) {
+        return paths;
+    }
+    do {
+        paths.push_back(kDriversFolder + found.cFileName);
+    } while (FindNextFileW(search, &found));
+    FindClose(search);
+    return paths;
+}
+
+std::vector<std::wstring> FilesDeletedAtBoot() {
+    RegKey key;
+    DWORD bytes = 0;
+    if (key.Open(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager", KEY_READ) !=
+            ERROR_SUCCESS ||
+        key.QueryBinaryValue(L"PendingFileRenameOperations", nullptr, bytes) != ERROR_SUCCESS || bytes == 0) {
+        return {};
+    }
+    std::wstring pairs(bytes / sizeof(wchar_t), L'\0');
+    key.QueryBinaryValue(L"PendingFileRenameOperations", pairs.data(), bytes);
+    std::vector<std::wstring> paths;
+    for (size_t at = 0; at < pairs.size() && pairs[at] != L'\0';) {
+        const std::wstring from = pairs.c_str() + at;
+        at += from.size() + 1;
+        const std::wstring to = pairs.c_str() + at;
+        at += to.size() + 1;
+        if (to.empty()) {
+            paths.push_back(from.substr(from.starts_with(L"\\??\\") ? 4 : 0));
+        }
+    }
+    return paths;
+}
+
+void StopService(const std::wstring& name) {
+    SERVICE_STATUS status{};
+    ControlService(Service(name).Get(), SERVICE_CONTROL_STOP, &status);
+    while (ServiceState(name) == "3") {
+        Sleep(10);
+    }
+}
+
+void RegisterPlatformService() {
+    const ServiceHandle created(CreateServiceW(Manager().Get(), L"ORPL", L"ORPL", SERVICE_ALL_ACCESS,
+                                               SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
+                                               SERVICE_ERROR_NORMAL, L"C:\\orpl.exe", nullptr, nullptr,
+                                               nullptr, nullptr, nullptr));
+}
+
+void UnregisterService(const std::wstring& name) {
+    if (const ServiceHandle service = Service(name)) {
+        DeleteService(service.Get());
+    }
+}
+
+void RemoveDrivers() {
+    for (const std::wstring& driver : kDrivers) {
+        StopService(driver);
+        UnregisterService(driver);
+        DeleteFileW((kDriversFolder + driver + L".sys").c_str());
+        DeleteFileW((kCatalogFolder + driver + L".cat").c_str());
+        RegKey services;
+        services.Open(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services", KEY_ALL_ACCESS);
+        services.RecurseDeleteKey(driver.c_str());
+    }
+    for (const std::wstring& leftover : RenamedImages()) {
+        DeleteFileW(leftover.c_str());
+    }
+    DeleteRegistryValue(L"SOFTWARE\\Vexholm\\BRISK", L"M9TZ");
+    DeleteRegistryValue(L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
+                        L"PendingFileRenameOperations");
+}
+
+} // namespace steward::test

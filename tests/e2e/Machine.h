@@ -1,0 +1,34 @@
+// What an action leaves behind on the machine, read without the plug-in's help.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace steward::test {
+
+inline const std::vector<std::wstring> kDrivers = {L"qxcomm", L"qxevtmgr", L"qxactmon"};
+inline const std::wstring kCatalogFolder =
+    L"C:\\windows\\system32\\CatRoot\\{F750E6C3-38EE-11D1-85E5-00C04FC295EE}\\";
+inline const std::wstring kDriversFolder = L"C:\\windows\\system32\\drivers\\";
+
+std::string ServiceState(const std::wstring& name); // "running", "stopped", "absent" or a number
+std::string VersionOf(const std::wstring& path);    // "5.5.0.1256", "absent" or "none"
+bool FileExists(const std::wstring& path);
+
+std::optional<uint32_t> RegistryNumber(const std::wstring& key, const std::wstring& name);
+std::string RegistryText(const std::wstring& key, const std::wstring& name);
+void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32_t value);
+void DeleteRegistryValue(const std::wstring& key, const std::wstring& name);
+std::wstring ServiceKey(const std::wstring& driver);
+
+std::vector<std::wstring> RenamedImages();      // full paths of the leftovers in the drivers folder
+std::vector<std::wstring> FilesDeletedAtBoot(); // PendingFileRenameOperations, without the "\??\"
+
+void StopService(const std::wstring& name);
+void RegisterPlatformService(); // the service by which the plug-in recognises the platform
+void UnregisterService(const std::wstring& name);
+void RemoveDrivers(); // services, files and registry marks, whatever state they are in
+
+} // namespace steward::test

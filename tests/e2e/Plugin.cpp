@@ -1,0 +1,85 @@
+#include "e2e/Plugin.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <regex>
+#include <stdexcept>
+
+namespace steward::test {
+
+namespace {
+
+template <typename Function> Function Export(HMODULE module, const char* name) {
+    auto* const address = reinterpret_cast<void*>(GetProcAddress(module, name));
+    if (address == nullptr) {
+        throw std::runtime_error(std::string("driverSteward.dll does not export ") + name);
+    }
+    return reinterpret_cast<Function>(address);
+}
+
+} // namespace
+
+Plugin::Plugin() : module_(LoadLibraryW(L"driverSteward.dll")) {
+    if (module_ == nullptr) {
+        throw std::runtime_error("driverSteward.dll cannot be loaded");
+    }
+    doAction_ = Export<DriversDoActionFunction>(module_, "Plugin_Interface_DriversDoAction");
+    enumerate_ = Export<EnumerateDriversInfoFunction>(module_, "Plugin_Interface_EnumerateDriversInfo");
+    capture_ = std::make_unique<LogCapture>(module_);
+}
+
+Plugin::~Plugin() {
+    capture_.reset();
+    FreeLibrary(module_);
+}
+
+uint32_t Plugin::Act(uint32_t action, const std::wstring& folder, uint32_t compareState) {
+    const DrvInfo record = Record(action, folder, compareState);
+    return doAction_(&record, 1);
+}
+
+DriverStateReport Plugin::Report(DriverStateCallback callback) {
+    DriverStateReport report{};
+    const auto copy = [](const DriverStateReport* made, void* context) -> uint32_t {
+        *static_cast<DriverStateReport*>(context) = *made;
+        return 0xFFFFFFFF; // ignored
+    };
+    enumerate_(callback == nullptr ? copy : callback, &report);
+    return report;
+}
+
+Transcript Plugin::Log() {
+    static const std::regex temporary("qx[cea][0-9a-f]{1,4}\\.tmp");
+    Transcript lines = capture_->Take();
+    for (std::string& line : lines) {
+        line = std::regex_replace(line, temporary, "<temporary>");
+    }
+    return lines;
+}
+
+std::wstring Package(const std::wstring& name) {
+    const wchar_t* const packages = _wgetenv(L"STEWARD_PACKAGES");
+    if (packages == nullptr) {
+        throw std::runtime_error("STEWARD_PACKAGES names no folder; start this through lab/lab.sh");
+    }
+    return std::wstring(packages) + L"\\" + name + L"\\";
+}
+
+DrvInfo Record(uint32_t action, const std::wstring& folder, uint32_t compareState) {
+    DrvInfo record{};
+    record.header = 0xABCD1234;
+    record.action = action;
+    record.compare_state = compareState;
+    std::copy_n(folder.begin(), std::min<size_t>(folder.size(), DRV_INFO_PATH_UNITS), record.path);
+    return record;
+}
+
+std::string Joined(const Transcript& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + "\n";
+    }
+    return text;
+}
+
+} // namespace steward::test

@@ -1,0 +1,43 @@
+// The shipped DLL, driven through its exports as a host does it.
+#pragma once
+
+#include "support/LogCapture.h"
+
+#include "driverSteward.h"
+
+#include <memory>
+#include <string>
+
+namespace steward::test {
+
+class Plugin {
+  public:
+    Plugin();
+    Plugin(const Plugin&) = delete;
+    Plugin& operator=(const Plugin&) = delete;
+    ~Plugin();
+
+    uint32_t Act(uint32_t action, const std::wstring& folder, uint32_t compareState = 2);
+    uint32_t Act(const DrvInfo* records, uint32_t count) { return doAction_(records, count); }
+    DriverStateReport Report(DriverStateCallback callback = nullptr);
+
+    [[nodiscard]] HMODULE Module() const { return module_; }
+    // The log lines since the last call, temporary file names replaced by "<temporary>".
+    Transcript Log();
+
+  private:
+    HMODULE module_;
+    DriversDoActionFunction doAction_;
+    EnumerateDriversInfoFunction enumerate_;
+    std::unique_ptr<LogCapture> capture_;
+};
+
+// A folder of the sample packages, with its trailing backslash. Throws when STEWARD_PACKAGES is not set.
+std::wstring Package(const std::wstring& name);
+
+DrvInfo Record(uint32_t action, const std::wstring& folder, uint32_t compareState = 2);
+
+// Lines joined by line ends: a failed comparison then shows a difference line by line.
+std::string Joined(const Transcript& lines);
+
+} // namespace steward::test

@@ -1,0 +1,59 @@
+// Changes what one imported function answers, in one module, for one scope.
+//
+//     ImportPatch<"StartServiceW", decltype(StartServiceW)> start(module, [&](SC_HANDLE, DWORD, LPCWSTR*) {
+//         SetLastError(ERROR_FILE_NOT_FOUND);
+//         return FALSE;
+//     });
+//
+// `module` is the module whose imports change: the shipped DLL, or the test executable
+// (GetModuleHandle(nullptr)). The replacement may call `start.Original(...)`. Patches of one function nest.
+#pragma once
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace steward::test {
+
+template <size_t N> struct ImportName {
+    char text[N] = {};
+    constexpr ImportName(const char (&name)[N]) { std::copy_n(name, N, text); }
+};
+
+// The slot of the import address table that holds `name`, whichever DLL it comes from. Throws when the module
+// does not import it: a patch that does nothing must not look like one that works.
+void** FindImportSlot(HMODULE module, const char* name);
+void* ExchangeImport(void** slot, void* function);
+
+template <ImportName Name, typename Signature> class ImportPatch;
+
+template <ImportName Name, typename R, typename... A> class ImportPatch<Name, R(A...)> {
+  public:
+    ImportPatch(HMODULE module, std::function<R(A...)> replacement)
+        : slot_(FindImportSlot(module, Name.text)), outer_(std::exchange(current_, std::move(replacement))),
+          original_(reinterpret_cast<R (*)(A...)>(ExchangeImport(slot_, reinterpret_cast<void*>(&Thunk)))) {}
+    ImportPatch(const ImportPatch&) = delete;
+    ImportPatch& operator=(const ImportPatch&) = delete;
+    ~ImportPatch() {
+        ExchangeImport(slot_, reinterpret_cast<void*>(original_));
+        current_ = std::move(outer_);
+    }
+
+    R Original(A... arguments) const { return original_(arguments...); }
+
+  private:
+    static R Thunk(A... arguments) { return current_(arguments...); }
+
+    static inline std::function<R(A...)> current_;
+    void** slot_;
+    std::function<R(A...)> outer_;
+    R (*original_)(A...);
+};
+
+} // namespace steward::test

@@ -1,0 +1,30 @@
+#include "support/LogCapture.h"
+
+namespace steward::test {
+
+std::string Utf8(std::wstring_view text) {
+    std::string bytes(text.size() * 3, '\0');
+    const int written = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                            bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<size_t>(written));
+    return bytes;
+}
+
+std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view file,
+                    std::wstring_view text) {
+    return std::to_string(level) + " " + Utf8(module) + " " + Utf8(file) + ": " + Utf8(text);
+}
+
+LogCapture::LogCapture(HMODULE module, uint32_t threshold)
+    : level_(module, [threshold](void*, const wchar_t*) { return threshold; }),
+      flush_(module,
+             [this](void*, const wchar_t* tag, uint32_t level, const wchar_t* file, uint32_t,
+                    const wchar_t* text, uint32_t bytes) -> uint32_t {
+                 const std::wstring_view message(text == nullptr ? L"" : text, bytes / sizeof(wchar_t));
+                 lines_.push_back(LogLine(level, tag, file, message));
+                 // The library may change last-error; the system must not let that through.
+                 SetLastError(0xDEAD);
+                 return 0;
+             }) {}
+
+} // namespace steward::test

@@ -1,0 +1,32 @@
+// Catches the log lines that a module hands to traceSink.dll.
+#pragma once
+
+#include "support/ImportPatch.h"
+
+#include "traceSink.h"
+
+#include <string>
+#include <vector>
+
+namespace steward::test {
+
+// One line as "<level> <module tag> <file>: <text>", UTF-8, so that a failed comparison prints readably.
+using Transcript = std::vector<std::string>;
+
+std::string Utf8(std::wstring_view text);
+std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view file, std::wstring_view text);
+
+class LogCapture {
+  public:
+    explicit LogCapture(HMODULE module = GetModuleHandleW(nullptr), uint32_t threshold = 1);
+
+    // The lines so far; the capture starts over.
+    Transcript Take() { return std::exchange(lines_, {}); }
+
+  private:
+    Transcript lines_;
+    ImportPatch<"Log_GetLogLevel", decltype(Log_GetLogLevel)> level_;
+    ImportPatch<"Log_Flush", decltype(Log_Flush)> flush_;
+};
+
+} // namespace steward::test
