@@ -31,7 +31,10 @@ class CSecurityInfo {
 
   private:
     bool Release();
-    void EditEntries(PSID targetSid, DWORD targetMask, DWORD adminMask, DWORD otherMask, bool& targetFound);
+    DWORD Retrieve(const wchar_t* objectName, PSID targetSid, DWORD targetMask, DWORD adminMask,
+                   DWORD otherMask);
+    bool EditEntries(PSID targetSid, DWORD targetMask, DWORD adminMask, DWORD otherMask);
+    DWORD AddEntry(PSID sid, DWORD mask);
 
     SECURITY_INFORMATION securityInformation_ = GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
     SE_OBJECT_TYPE objectType_;

@@ -410,7 +410,7 @@ TEST_F(Failure, LastRenameDecidesOnWindows10) {
                                        L"Failed to rename old driver file from " + kDriversFolder + refused +
                                            L" to " + kDriversFolder + L"<temporary>, error: 0x5")));
         EXPECT_EQ(Versions(), kVersion2 + " " + kVersion2 + " " + kVersion2 + " ");
-        EXPECT_EQ(RenamedImages().size(), 3U); // the empty file of the name that was not used among them
+        EXPECT_EQ(RenamedFiles().size(), 3U); // the empty file of the name that was not used among them
     }
 }
 
@@ -503,7 +503,7 @@ TEST_F(Failure, NothingIsLostWhenTheHostIsKilledOnWindows10) {
 
     EXPECT_EQ(Versions(), kVersion2 + " absent " + kVersion1 + " ");
     std::vector<std::string> kept;
-    for (const std::wstring& image : RenamedImages()) {
+    for (const std::wstring& image : RenamedFiles()) {
         kept.push_back(VersionOf(image));
     }
     EXPECT_THAT(kept, testing::UnorderedElementsAre(kVersion1, kVersion1));

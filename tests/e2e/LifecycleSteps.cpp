@@ -59,11 +59,11 @@ class Lifecycle : public testing::Test {
         }
     }
 
-    // Each image that was renamed away is still there and will be deleted by the next boot, and no other
+    // Each file that was renamed away is still there and will be deleted by the next boot, and no other
     // file.
-    static void ExpectRenamedImages(size_t count) {
-        EXPECT_THAT(RenamedImages(), SizeIs(count));
-        EXPECT_THAT(FilesDeletedAtBoot(), UnorderedElementsAreArray(RenamedImages()));
+    static void ExpectRenamedFiles(size_t count) {
+        EXPECT_THAT(RenamedFiles(), SizeIs(count));
+        EXPECT_THAT(FilesDeletedAtBoot(), UnorderedElementsAreArray(RenamedFiles()));
     }
 
     // The transcript of an update of running (or stopped) drivers of the platform's own, without the
@@ -261,7 +261,7 @@ TEST_F(Lifecycle, Update) {
     const uint32_t result = UpdateResult(true);
     Run(UPDATE, L"v2", result, WholeUpdate(UPDATE, Package(L"v2"), result, true, false));
     ExpectDrivers("running", OverwritesImagesInUse() ? kVersion1 : kVersion2);
-    ExpectRenamedImages(RenamesImages() ? 3 : 0);
+    ExpectRenamedFiles(RenamesImages() ? 3 : 0);
     ExpectCatalogs(RenamesImages());
     ExpectHold(1, 1);
 }
@@ -282,7 +282,7 @@ TEST_F(Lifecycle, UpdateOfStoppedDrivers) {
 // After a restart the new drivers run and the old images are gone.
 TEST_F(Lifecycle, AfterUpdate) {
     ExpectDrivers("running", kVersion2);
-    ExpectRenamedImages(0);
+    ExpectRenamedFiles(0);
     std::printf("RESULT %08X\n", plugin_.Report().state);
 }
 
@@ -290,13 +290,13 @@ TEST_F(Lifecycle, EqualUpdate) {
     const uint32_t result = UpdateResult(true);
     Run(EQUAL_UPDATE, L"v2", result, WholeUpdate(EQUAL_UPDATE, Package(L"v2"), result, true, true));
     ExpectDrivers("running", kVersion2);
-    ExpectRenamedImages(RenamesImages() ? 3 : 0);
+    ExpectRenamedFiles(RenamesImages() ? 6 : 0);
 }
 
 TEST_F(Lifecycle, Rollback) {
     RunRollback(true, true);
     ExpectDrivers("running", OverwritesImagesInUse() ? kVersion2 : kVersion1);
-    ExpectRenamedImages(RenamesImages() ? 6 : 0);
+    ExpectRenamedFiles(RenamesImages() ? 12 : 0);
 }
 
 TEST_F(Lifecycle, RollbackOfStoppedDrivers) {
@@ -312,7 +312,7 @@ TEST_F(Lifecycle, RollbackOfStoppedDrivers) {
 
 TEST_F(Lifecycle, AfterRollback) {
     ExpectDrivers("running", kVersion1);
-    ExpectRenamedImages(0);
+    ExpectRenamedFiles(0);
     std::printf("RESULT %08X\n", plugin_.Report().state);
 }
 

@@ -85,17 +85,16 @@ std::wstring ServiceKey(const std::wstring& driver) {
     return L"SYSTEM\\CurrentControlSet\\Services\\" + driver;
 }
 
-std::vector<std::wstring> RenamedImages() {
+std::vector<std::wstring> RenamedFiles() {
     std::vector<std::wstring> paths;
-    WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW((kDriversFolder + L"qx*.tmp").c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) {
-        return paths;
+    for (const std::wstring& folder : {kDriversFolder, kCatalogFolder}) {
+        WIN32_FIND_DATAW found;
+        const HANDLE search = FindFirstFileW((folder + L"qx*.tmp").c_str(), &found);
+        for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &found)) {
+            paths.push_back(folder + found.cFileName);
+        }
+        FindClose(search);
     }
-    do {
-        paths.push_back(kDriversFolder + found.cFileName);
-    } while (FindNextFileW(search, &found));
-    FindClose(search);
     return paths;
 }
 
@@ -153,7 +152,7 @@ void RemoveDrivers() {
         services.Open(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services", KEY_ALL_ACCESS);
         services.RecurseDeleteKey(driver.c_str());
     }
-    for (const std::wstring& leftover : RenamedImages()) {
+    for (const std::wstring& leftover : RenamedFiles()) {
         DeleteFileW(leftover.c_str());
     }
     DeleteRegistryValue(L"SOFTWARE\\Vexholm\\BRISK", L"M9TZ");

@@ -23,7 +23,7 @@ void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32
 void DeleteRegistryValue(const std::wstring& key, const std::wstring& name);
 std::wstring ServiceKey(const std::wstring& driver);
 
-std::vector<std::wstring> RenamedImages();      // full paths of the leftovers in the drivers folder
+std::vector<std::wstring> RenamedFiles();       // full paths of the leftovers beside drivers and catalogs
 std::vector<std::wstring> FilesDeletedAtBoot(); // PendingFileRenameOperations, without the "\??\"
 
 void StopService(const std::wstring& name);
