@@ -132,6 +132,7 @@ class CatalogInterface {
     CatalogInterface& operator=(const CatalogInterface&) = delete;
     ~CatalogInterface() {
         if (admin_ != nullptr && releaseContext_ != nullptr) {
+            const LastErrorKeeper keeper;
             releaseContext_(admin_, 0);
         }
     }
@@ -147,16 +148,32 @@ class CatalogInterface {
         DWORD hashBytes = sizeof hash;
         SetFilePointer(file, 0, nullptr, FILE_BEGIN); // the verification before may have moved it
         calcHash_(file, &hashBytes, hash, 0);
-        const HCATINFO catalog = enumCatalog_(admin_, hash, hashBytes, 0, nullptr);
-        if (catalog == nullptr) {
-            return false;
-        }
-        const bool found = ReadSigner(catalog, signer);
-        releaseCatalog_(admin_, catalog, 0);
-        return found;
+        const FoundCatalog catalog(*this, enumCatalog_(admin_, hash, hashBytes, 0, nullptr));
+        return catalog.Get() != nullptr && ReadSigner(catalog.Get(), signer);
     }
 
   private:
+    // Owns what a lookup found; the administration context has to be at hand to release it.
+    class FoundCatalog {
+      public:
+        FoundCatalog(const CatalogInterface& catalogs, HCATINFO catalog)
+            : catalogs_(catalogs), catalog_(catalog) {}
+        FoundCatalog(const FoundCatalog&) = delete;
+        FoundCatalog& operator=(const FoundCatalog&) = delete;
+        ~FoundCatalog() {
+            if (catalog_ != nullptr) {
+                const LastErrorKeeper keeper;
+                catalogs_.releaseCatalog_(catalogs_.admin_, catalog_, 0);
+            }
+        }
+
+        [[nodiscard]] HCATINFO Get() const { return catalog_; }
+
+      private:
+        const CatalogInterface& catalogs_;
+        HCATINFO catalog_;
+    };
+
     template <typename Function> void Resolve(Function& function, const char* name) {
         function = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library_, name)));
     }
@@ -193,13 +210,14 @@ int32_t LookUpCatalog(HMODULE library, HANDLE file, bool& isSigned, std::wstring
     return kChecksRan;
 }
 
-// The one size is a byte count for the clearing and a character count for the copy.
+// The one size is a byte count for the clearing and a character count for the copy. The C runtime of the
+// oldest systems has no wcsncpy_s: the text is cut to fit by hand.
 void HandOutName(const std::wstring& signer, wchar_t* nameBuffer, uint32_t bufferSize) {
     if (bufferSize == 0) {
         return;
     }
     std::memset(nameBuffer, 0, bufferSize);
-    wcsncpy_s(nameBuffer, bufferSize, signer.c_str(), _TRUNCATE);
+    nameBuffer[signer.copy(nameBuffer, bufferSize - 1)] = L'\0';
 }
 
 int32_t CheckSignature(const wchar_t* path, wchar_t* nameBuffer, uint32_t bufferSize, bool& isSigned,

@@ -1,0 +1,17 @@
+// Stands in for XPathQuery.cpp in builds that find TinyXPath.
+#include "config/XPathQuery.h"
+
+#include <xpath_processor.h>
+
+namespace steward {
+
+std::vector<TiXmlNode*> SelectNodes(TiXmlElement& base, const std::string& expression) {
+    TinyXPath::xpath_processor processor(&base, expression.c_str());
+    std::vector<TiXmlNode*> nodes(processor.u_compute_xpath_node_set());
+    for (unsigned i = 0; i < nodes.size(); ++i) {
+        nodes[i] = processor.XNp_get_xpath_node(i);
+    }
+    return nodes;
+}
+
+} // namespace steward

@@ -1,0 +1,16 @@
+// What the command-line tools share.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace steward::tools {
+
+// UTF-8 to a file or pipe, Unicode to a console. False when not everything was written.
+bool Print(DWORD standardHandle, const std::string& utf8);
+
+// Without a file that somebody named for it, the log would stand between a tool's answers.
+void KeepLogOffTheConsole();
+
+} // namespace steward::tools
