@@ -20,6 +20,7 @@ namespace steward::configtool {
 namespace {
 
 constexpr char kStars[] = "********";
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 [[noreturn]] void Fail(const std::wstring& message) {
     throw Failure(Utf8FromWide(message));
@@ -180,20 +181,25 @@ void Set(const CommandLine& line) {
     replacement.TakeOver();
 }
 
+std::string TextLine(const std::string& group, const std::string& key, const std::string& value) {
+    return group + "\t" + key + "\t" + value + "\n";
+}
+
+std::string JsonObject(const std::string& group, const std::string& key, const std::string& value) {
+    return "  {\"group\": " + JsonText(group) + ", \"key\": " + JsonText(key) +
+           ", \"value\": " + JsonText(value) + "}";
+}
+
 std::string List(const CommandLine& line) {
     Config config(Locate(line));
     std::string text;
     for (const SysConfig& entry : config.List()) {
-        const std::string group = Utf8FromWide(entry.group);
-        const std::string key = Utf8FromWide(entry.name);
-        const std::string value = Shown(entry.name, entry.value, line.showSecrets);
         if (line.json) {
             text += text.empty() ? "[\n" : ",\n";
-            text += "  {\"group\": " + JsonText(group) + ", \"key\": " + JsonText(key) +
-                    ", \"value\": " + JsonText(value) + "}";
-        } else {
-            text += group + "\t" + key + "\t" + value + "\n";
         }
+        const auto form = line.json ? JsonObject : TextLine;
+        text += form(Utf8FromWide(entry.group), Utf8FromWide(entry.name),
+                     Shown(entry.name, entry.value, line.showSecrets));
     }
     if (line.json) {
         text += text.empty() ? "[]\n" : "\n]\n";
@@ -232,6 +238,9 @@ ConfigDocument ReadDocument(const std::wstring& path) {
     if (!text->empty() && MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text->data(),
                                               static_cast<int>(text->size()), nullptr, 0) == 0) {
         Fail(path + L" is not UTF-8; store it as UTF-8 and import it again");
+    }
+    if (!text->starts_with(kByteOrderMark)) {
+        text->insert(0, kByteOrderMark); // without it the parser takes character references for single bytes
     }
     ConfigDocument document;
     const auto result = document.Parse(std::move(*text));

@@ -19,12 +19,28 @@ bool IsNameStart(char c) {
     return (Lower(c) >= 'a' && Lower(c) <= 'z') || c == '_' || static_cast<unsigned char>(c) >= 127;
 }
 
+bool StartsWith(const char* text, const char* prefix) {
+    return std::strncmp(text, prefix, std::strlen(prefix)) == 0;
+}
+
+bool StartsWithIgnoringCase(const char* text, const char* prefix) {
+    for (; *prefix != '\0' && Lower(*text) == *prefix; ++prefix, ++text) {
+    }
+    return *prefix == '\0';
+}
+
+TiXmlEncoding EncodingNamed(const char* name) {
+    const bool isUtf8 =
+        *name == '\0' || StartsWithIgnoringCase(name, "utf-8") || StartsWithIgnoringCase(name, "utf8");
+    return isUtf8 ? TIXML_ENCODING_UTF8 : TIXML_ENCODING_LEGACY;
+}
+
 // Walks over a text as TinyXML does, tag by tag, without recursion and without building anything.
 class Walk {
   public:
     explicit Walk(const char* text)
         : position_(text),
-          encoding_(StartsWith("\xEF\xBB\xBF") ? TIXML_ENCODING_UTF8 : TIXML_ENCODING_UNKNOWN) {}
+          encoding_(StartsWith(text, "\xEF\xBB\xBF") ? TIXML_ENCODING_UTF8 : TIXML_ENCODING_UNKNOWN) {}
 
     bool StaysWithinLimits() {
         while (WithinLimits() && FindTag()) {
@@ -37,17 +53,6 @@ class Walk {
   private:
     [[nodiscard]] bool WithinLimits() const {
         return deepest_ <= kMaxNesting && nodes_ <= kMaxNodes && bytesCompared_ <= kMaxBytesCompared;
-    }
-
-    [[nodiscard]] bool StartsWith(const char* prefix) const {
-        return std::strncmp(position_, prefix, std::strlen(prefix)) == 0;
-    }
-
-    [[nodiscard]] bool StartsWithIgnoringCase(const char* prefix) const {
-        const char* p = position_;
-        for (; *prefix != '\0' && Lower(*p) == *prefix; ++prefix, ++p) {
-        }
-        return *prefix == '\0';
     }
 
     bool FindTag() { return position_ != kEndOfText && PassCharactersTo('<'); }
@@ -80,12 +85,12 @@ class Walk {
     }
 
     void PassTag() {
-        if (StartsWithIgnoringCase("<?xml")) {
+        if (StartsWithIgnoringCase(position_, "<?xml")) {
             PassDeclaration();
-        } else if (StartsWith("<!--")) {
+        } else if (StartsWith(position_, "<!--")) {
             position_ += std::strlen("<!--");
             PassBytesBehind("-->");
-        } else if (StartsWith("<![CDATA[")) {
+        } else if (StartsWith(position_, "<![CDATA[")) {
             position_ += std::strlen("<![CDATA[");
             PassBytesBehind("]]>");
         } else if (position_[1] == '/') {
@@ -104,10 +109,7 @@ class Walk {
         TiXmlDeclaration declaration;
         position_ = declaration.Parse(position_, nullptr, encoding_);
         if (depth_ == 0 && encoding_ == TIXML_ENCODING_UNKNOWN) {
-            const Walk name(declaration.Encoding());
-            const bool isUtf8 = *name.position_ == '\0' || name.StartsWithIgnoringCase("utf-8") ||
-                                name.StartsWithIgnoringCase("utf8");
-            encoding_ = isUtf8 ? TIXML_ENCODING_UTF8 : TIXML_ENCODING_LEGACY;
+            encoding_ = EncodingNamed(declaration.Encoding());
         }
     }
 

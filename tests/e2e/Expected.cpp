@@ -32,24 +32,26 @@ std::wstring InstallSection(const std::wstring& driver, bool platformPresent) {
                                   : L"DefaultInstall";
 }
 
-Expected& Expected::Drv(uint32_t level, const std::wstring& text) {
-    lines_.push_back(LogLine(level, L"System Driver Installation", L"driverSteward.cpp", text));
+Expected& Expected::Line(uint32_t level, const std::wstring& module, const std::wstring& file,
+                         const std::wstring& text) {
+    lines_.push_back(LogLine(level, module, file, text));
     return *this;
+}
+
+Expected& Expected::Drv(uint32_t level, const std::wstring& text) {
+    return Line(level, L"System Driver Installation", L"driverSteward.cpp", text);
 }
 
 Expected& Expected::Manage(uint32_t level, const std::wstring& text) {
-    lines_.push_back(LogLine(level, L"System Driver Installation", L"drivermanage.cpp", text));
-    return *this;
+    return Line(level, L"System Driver Installation", L"drivermanage.cpp", text);
 }
 
 Expected& Expected::Priv(uint32_t level, const std::wstring& text) {
-    lines_.push_back(LogLine(level, L"Util COMMON", L"util_PriviRestrict.cpp", text));
-    return *this;
+    return Line(level, L"Util COMMON", L"util_PriviRestrict.cpp", text);
 }
 
 Expected& Expected::File(uint32_t level, const std::wstring& text) {
-    lines_.push_back(LogLine(level, L"Util COMMON", L"Std_Utils_File.cpp", text));
-    return *this;
+    return Line(level, L"Util COMMON", L"Std_Utils_File.cpp", text);
 }
 
 Expected& Expected::Exists(const std::wstring& name, bool exists) {
@@ -108,9 +110,8 @@ Expected& Expected::UninstallInf() {
 }
 
 Expected& Expected::Instances(uint32_t count) {
-    lines_.push_back(LogLine(5, L"System Driver Installation", L"drvinstance.cpp",
-                             Hex(count) + L" driver instance(s) found"));
-    return *this;
+    return Line(5, L"System Driver Installation", L"drvinstance.cpp",
+                Hex(count) + L" driver instance(s) found");
 }
 
 Expected& Expected::AttributesReset(const std::wstring& path) {

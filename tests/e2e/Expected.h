@@ -17,7 +17,9 @@ class Expected {
 
     operator const Transcript&() const { return lines_; } // NOLINT(google-explicit-constructor)
 
-    // Single lines of the driver code and of the service layer.
+    // Single lines: of any source, of the driver code, the service layer, the file operations.
+    Expected& Line(uint32_t level, const std::wstring& module, const std::wstring& file,
+                   const std::wstring& text);
     Expected& Drv(uint32_t level, const std::wstring& text);
     Expected& Manage(uint32_t level, const std::wstring& text);
     Expected& File(uint32_t level, const std::wstring& text);

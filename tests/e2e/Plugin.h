@@ -5,6 +5,8 @@
 
 #include "driverSteward.h"
 
+#include <gtest/gtest.h>
+
 #include <memory>
 #include <string>
 
@@ -37,7 +39,9 @@ std::wstring Package(const std::wstring& name);
 
 DrvInfo Record(uint32_t action, const std::wstring& folder, uint32_t compareState = 2);
 
-// Lines joined by line ends: a failed comparison then shows a difference line by line.
+// Equal in every line and in their order; otherwise the message is the difference, line by line.
+testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected);
+
 std::string Joined(const Transcript& lines);
 
 } // namespace steward::test
