@@ -1,9 +1,11 @@
 # TinyXPath, where there is one: TINYXPATH_ROOT or the default search paths. It must be built against TinyXML in
 # its non-STL mode. Sets xpath_query_source, and makes the target tinyxpath when it is found.
 set(TINYXPATH_ROOT "" CACHE PATH "Folder of a TinyXPath build; empty: the default search paths")
-find_path(TINYXPATH_INCLUDE xpath_processor.h HINTS ${TINYXPATH_ROOT} ${TINYXPATH_ROOT}/include
-    PATH_SUFFIXES tinyxpath)
-find_library(TINYXPATH_LIBRARY tinyxpath HINTS ${TINYXPATH_ROOT} ${TINYXPATH_ROOT}/lib)
+if(TINYXPATH_ROOT)
+    set(tinyxpath_where PATHS ${TINYXPATH_ROOT} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+endif()
+find_path(TINYXPATH_INCLUDE xpath_processor.h ${tinyxpath_where} PATH_SUFFIXES include tinyxpath include/tinyxpath)
+find_library(TINYXPATH_LIBRARY tinyxpath ${tinyxpath_where} PATH_SUFFIXES lib)
 mark_as_advanced(TINYXPATH_INCLUDE TINYXPATH_LIBRARY)
 
 if(TINYXPATH_INCLUDE AND TINYXPATH_LIBRARY)

@@ -1,0 +1,68 @@
+#include "support/ToolRun.h"
+
+#include "util/Handles.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace steward::test {
+
+namespace {
+
+constexpr DWORD kLimitMilliseconds = 60'000;
+
+FileHandle InheritableFile(const std::filesystem::path& path) {
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+} // namespace
+
+std::string ReadWholeFile(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
+    std::wstring self(MAX_PATH, L'\0');
+    self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
+    const auto tool = std::filesystem::path(self).replace_filename(program);
+    const auto folder = std::filesystem::temp_directory_path();
+    const auto suffix = std::to_wstring(GetCurrentProcessId());
+    const auto output = folder / (L"output" + suffix);
+    const auto errors = folder / (L"errors" + suffix);
+
+    ToolRun run{0xFFFF, "", ""};
+    {
+        const FileHandle outputFile = InheritableFile(output);
+        const FileHandle errorFile = InheritableFile(errors);
+        STARTUPINFOW start{};
+        start.cb = sizeof start;
+        start.dwFlags = STARTF_USESTDHANDLES;
+        start.hStdOutput = outputFile.Get();
+        start.hStdError = errorFile.Get();
+        PROCESS_INFORMATION started{};
+        std::wstring command = L"\"" + tool.wstring() + L"\" " + arguments;
+        if (CreateProcessW(tool.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
+                           &started)) {
+            const FileHandle process(started.hProcess);
+            const FileHandle thread(started.hThread);
+            DWORD exitCode = 0;
+            if (WaitForSingleObject(process.Get(), kLimitMilliseconds) == WAIT_OBJECT_0 &&
+                GetExitCodeProcess(process.Get(), &exitCode)) {
+                run.exitCode = exitCode;
+            } else {
+                TerminateProcess(process.Get(), 1);
+            }
+        }
+    }
+    run.output = ReadWholeFile(output.wstring());
+    run.errors = ReadWholeFile(errors.wstring());
+    std::filesystem::remove(output);
+    std::filesystem::remove(errors);
+    return run;
+}
+
+} // namespace steward::test
