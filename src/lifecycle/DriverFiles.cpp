@@ -33,7 +33,7 @@ std::wstring TempNameIn(const wchar_t* folder, const wchar_t* name) {
         return made;
     }
     STEWARD_LOG(5, L"GetTempFileNameW() failed! GetLastError() = ", GetLastError());
-    const std::wstring random = RandomTempName(folder, name);
+    std::wstring random = RandomTempName(folder, name);
     STEWARD_LOG(2, L"Create a random temp file name : ", random);
     return random;
 }

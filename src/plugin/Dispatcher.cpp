@@ -18,7 +18,7 @@ constexpr LogSource kLog{kDriverModule, L"driverSteward.cpp"};
 // The first driver file of the package that may not be trusted; empty when all may.
 std::wstring FindUntrustedFile(const std::wstring& folder) {
     for (const DriverRow& row : DriverTable) {
-        const std::wstring path = folder + row.name + L".sys";
+        std::wstring path = folder + row.name + L".sys";
         STEWARD_LOG(2, L"Sign check for ", path);
         bool trusted = false;
         VerifyFileSignatureWithPolicy(path.c_str(), nullptr, 0, &trusted);
@@ -42,12 +42,29 @@ uint32_t UpdateOrRollBack(const DrvInfo& record) {
     }
 }
 
-// The update forms change the services, so the restriction is off while they run.
-template <typename Procedure> uint32_t WithoutRestriction(Procedure procedure) {
-    SetServicePrivilege(false);
-    const uint32_t asStatus = procedure();
-    SetServicePrivilege(true);
-    return asStatus;
+// The update forms change the services, so the restriction is off for the scope in which they run, however it
+// is left.
+class RestrictionLifted {
+  public:
+    RestrictionLifted() { SetServicePrivilege(false); }
+    RestrictionLifted(const RestrictionLifted&) = delete;
+    RestrictionLifted& operator=(const RestrictionLifted&) = delete;
+    ~RestrictionLifted() {
+        try {
+            SetServicePrivilege(true);
+        } catch (...) { // out of memory once more: the services not reached stay open
+        }
+    }
+};
+
+uint32_t Update(const DrvInfo& record) {
+    const RestrictionLifted lifted;
+    return UpdateOrRollBack(record);
+}
+
+uint32_t EqualUpdate(const DrvInfo& record) {
+    const RestrictionLifted lifted;
+    return UpdateDrvFromDrvInfo(record, true);
 }
 
 uint32_t RunAction(const DrvInfo& record) {
@@ -57,13 +74,13 @@ uint32_t RunAction(const DrvInfo& record) {
         return InstallDrvFromDrvInfo(record);
     case UPDATE:
         STEWARD_LOG(2, L"rDrvInfo.action = UPDATE");
-        return WithoutRestriction([&] { return UpdateOrRollBack(record); });
+        return Update(record);
     case UNINSTALL:
         STEWARD_LOG(2, L"rDrvInfo.action = UNINSTALL");
         return UninstallDrvFromDrvInfo(record);
     case EQUAL_UPDATE:
         STEWARD_LOG(2, L"rDrvInfo.action = EQUAL_UPDATE");
-        return WithoutRestriction([&] { return UpdateDrvFromDrvInfo(record, true); });
+        return EqualUpdate(record);
     default:
         return DS_UNSUPPORTED_REQUEST;
     }

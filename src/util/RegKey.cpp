@@ -129,6 +129,8 @@ LONG RegKey::RecurseDeleteKey(const wchar_t* subkey) const {
     return RegDeleteKeyW(key_, subkey);
 }
 
+// Names are taken by value: callers hand over what they have just built.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 LONG CreateKeyAndSetString(HKEY root, std::wstring subkey, const std::wstring& text, std::wstring name) {
     RegKey key;
     const LONG status = key.Create(root, subkey.c_str(), nullptr, 0, KEY_ALL_ACCESS, nullptr);
@@ -158,6 +160,8 @@ bool ReadHKLMString(std::wstring& destination, std::wstring subkey, std::wstring
     return key.Open(HKEY_LOCAL_MACHINE, subkey.c_str(), KEY_READ) == ERROR_SUCCESS &&
            key.QueryStringValue(name.c_str(), destination) == ERROR_SUCCESS;
 }
+
+// NOLINTEND(performance-unnecessary-value-param)
 
 bool WriteHKLMDword(uint32_t value, std::wstring subkey, std::wstring name) {
     return CreateKeyAndSetDWORD(HKEY_LOCAL_MACHINE, std::move(subkey), value, std::move(name)) ==

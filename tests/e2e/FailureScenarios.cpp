@@ -4,6 +4,7 @@
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
 #include "e2e/WindowsVersion.h"
+#include "support/ToolRun.h"
 #include "util/Handles.h"
 
 #include "setupKit.h"
@@ -566,6 +567,26 @@ TEST_F(Failure, BadInputIsAnswered) {
     EXPECT_EQ(Hex(plugin_.Act(nullptr, 0)), Hex(DS_FAILED_BATCH_ABORTED));
     EXPECT_EQ(Hex(plugin_.Act(nullptr, 3)), Hex(DS_FAILED_BATCH_ABORTED));
     EXPECT_TRUE(SameTranscript(plugin_.Log(), {}));
+}
+
+// Faults: the host keeps to itself that a restart is due, or takes the file on disk for what is loaded.
+TEST_F(Failure, HostNamesTheOldImagesThatRunOnWindows10) {
+    if (!Is("win10")) {
+        GTEST_SKIP();
+    }
+    Install();
+    ASSERT_EQ(Hex(plugin_.Act(UPDATE, Package(L"v2"))), Hex(DS_SUCCESS_RESTART_REQUIRED));
+    // Back to the first version on disk for one driver: what is loaded is what was renamed first.
+    CopyFileW((Package(L"v1") + L"qxevtmgr.sys").c_str(), (kDriversFolder + L"qxevtmgr.sys").c_str(), FALSE);
+    StopService(L"qxactmon");
+    const ToolRun host = RunTool(L"stewardHost.exe", L"--json status");
+    EXPECT_EQ(host.exitCode, 0U);
+    EXPECT_THAT(host.output,
+                testing::EndsWith(
+                    "\"drivers\":[{\"name\":\"qxcomm\",\"service\":\"running\",\"file\":\"5.6.0.1300\","
+                    "\"loaded\":\"5.5.0.1256\"},{\"name\":\"qxevtmgr\",\"service\":\"running\",\"file\":"
+                    "\"5.5.0.1256\",\"loaded\":null},{\"name\":\"qxactmon\",\"service\":\"stopped\",\"file\":"
+                    "\"5.6.0.1300\",\"loaded\":null}]}\n"));
 }
 
 // Faults: the rejected compare states skip the restriction, or leave it lifted.

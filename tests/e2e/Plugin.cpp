@@ -74,21 +74,4 @@ DrvInfo Record(uint32_t action, const std::wstring& folder, uint32_t compareStat
     return record;
 }
 
-testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected) {
-    if (actual == expected) {
-        return testing::AssertionSuccess();
-    }
-    return testing::AssertionFailure()
-           << "expected (-) and actual (+) lines:\n"
-           << testing::internal::edit_distance::CreateUnifiedDiff(expected, actual);
-}
-
-std::string Joined(const Transcript& lines) {
-    std::string text;
-    for (const std::string& line : lines) {
-        text += line + "\n";
-    }
-    return text;
-}
-
 } // namespace steward::test

@@ -5,8 +5,6 @@
 
 #include "driverSteward.h"
 
-#include <gtest/gtest.h>
-
 #include <memory>
 #include <string>
 
@@ -38,10 +36,5 @@ class Plugin {
 std::wstring Package(const std::wstring& name);
 
 DrvInfo Record(uint32_t action, const std::wstring& folder, uint32_t compareState = 2);
-
-// Equal in every line and in their order; otherwise the message is the difference, line by line.
-testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected);
-
-std::string Joined(const Transcript& lines);
 
 } // namespace steward::test

@@ -15,6 +15,23 @@ std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view 
     return std::to_string(level) + " " + Utf8(module) + " " + Utf8(file) + ": " + Utf8(text);
 }
 
+testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected) {
+    if (actual == expected) {
+        return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure()
+           << "expected (-) and actual (+) lines:\n"
+           << testing::internal::edit_distance::CreateUnifiedDiff(expected, actual);
+}
+
+std::string Joined(const Transcript& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + "\n";
+    }
+    return text;
+}
+
 LogCapture::LogCapture(HMODULE module, uint32_t threshold)
     : level_(module, [threshold](void*, const wchar_t*) { return threshold; }),
       flush_(module,

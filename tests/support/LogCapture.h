@@ -5,6 +5,8 @@
 
 #include "traceSink.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -15,6 +17,11 @@ using Transcript = std::vector<std::string>;
 
 std::string Utf8(std::wstring_view text);
 std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view file, std::wstring_view text);
+
+// Equal in every line and in their order; otherwise the message is the difference, line by line.
+testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected);
+
+std::string Joined(const Transcript& lines);
 
 class LogCapture {
   public:
