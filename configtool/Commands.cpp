@@ -235,7 +235,7 @@ ConfigDocument ReadDocument(const std::wstring& path) {
     if (!text) {
         Fail(path + L" cannot be read (" + LastErrorText() + L"); check the path");
     }
-    if (!text->empty() && MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text->data(),
+    if (!text->empty() && MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text->c_str(),
                                               static_cast<int>(text->size()), nullptr, 0) == 0) {
         Fail(path + L" is not UTF-8; store it as UTF-8 and import it again");
     }

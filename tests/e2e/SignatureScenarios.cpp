@@ -2,6 +2,7 @@
 // encrypted configuration file and real drivers. The policy is read once per process of the plug-in: every
 // case loads it anew.
 #include "e2e/Expected.h"
+#include "e2e/InstalledCatalogs.h"
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
 #include "unit/config/ConfigFolder.h"
@@ -132,32 +133,6 @@ class SignatureGate : public testing::Test {
     static constexpr const wchar_t* kModule = L"Core Config Repository";
     static constexpr const wchar_t* kFile = L"core\\coreConfigRepository\\SysConfigManager.cpp";
     ConfigFolder config_;
-};
-
-// The catalogs of a package in the system's catalog database, for one scope.
-class InstalledCatalogs {
-  public:
-    explicit InstalledCatalogs(const std::wstring& folder) {
-        CryptCATAdminAcquireContext(&admin_, nullptr, 0);
-        for (const std::wstring& driver : kDrivers) {
-            std::wstring path = folder + driver + L".cat";
-            std::wstring name = driver + L".cat";
-            const HCATINFO added = CryptCATAdminAddCatalog(admin_, path.data(), name.data(), 0);
-            EXPECT_NE(added, nullptr) << GetLastError();
-            CryptCATAdminReleaseCatalogContext(admin_, added, 0);
-        }
-    }
-    InstalledCatalogs(const InstalledCatalogs&) = delete;
-    InstalledCatalogs& operator=(const InstalledCatalogs&) = delete;
-    ~InstalledCatalogs() {
-        for (const std::wstring& driver : kDrivers) {
-            CryptCATAdminRemoveCatalog(admin_, (driver + L".cat").c_str(), 0);
-        }
-        CryptCATAdminReleaseContext(admin_, 0);
-    }
-
-  private:
-    HCATADMIN admin_ = nullptr;
 };
 
 } // namespace

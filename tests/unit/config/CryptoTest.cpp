@@ -124,27 +124,6 @@ TEST(Crypto, EqualsOneContinuousRc4InBothDirections) {
     }
 }
 
-TEST(Crypto, CallersPasswordMakesAnotherKey) {
-    const std::string text = Sample(100);
-    const Outcome encrypted = Transform(true, text, "another");
-    EXPECT_NE(encrypted.bytes, Rc4(text));
-    EXPECT_EQ(Transform(false, encrypted.bytes, "another").bytes, text);
-}
-
-TEST(Crypto, LogsItsProgress) {
-    LogCapture log;
-    Transform(false, "x");
-    const auto line = [](const wchar_t* text) {
-        return LogLine(2, L"Util COMMON", L"util_OrplDataCrypto.cpp", text);
-    };
-    EXPECT_THAT(log.Take(), ElementsAre(line(L"A cryptographic provider has been acquired."),
-                                        line(L"A hash object has been created."),
-                                        line(L"The password has been added to the hash."),
-                                        line(L"An encryption key is derived from the password hash."),
-                                        line(L"Memory has been allocated for the buffer."),
-                                        line(L"Memory has been allocated for output buffer.")));
-}
-
 // A failing step that goes unreported, is reported with a wrong text, or leaves a handle open.
 TEST(Crypto, EveryFailingCallIsReportedAndCleanedUp) {
     struct {

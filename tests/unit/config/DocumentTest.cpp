@@ -46,22 +46,6 @@ TEST(XPath, SelectsAbsoluteChildStepsInDocumentOrder) {
     EXPECT_THAT(ConfigDocument().Select("/*"), ElementsAre());
 }
 
-TEST(Document, TextIsThatOfAFirstTextChild) {
-    ConfigDocument document;
-    document.Parse(
-        "<?xml version=\"1.0\" encoding=\"utf-8\"?><r><a/><a></a><a>&lt;&#x263a;</a><a><![CDATA[ <b> ]]></a>"
-        "<a><!-- c -->text</a><a><b/>text</a><a> padded  text </a></r>");
-    EXPECT_THAT(Selected(document, "/r/a"),
-                ElementsAre("a=", "a=", "a=<\u263a", "a= <b> ", "a=", "a=", "a=padded text"));
-}
-
-TEST(Document, PrintsOnlyTheRootElement) {
-    ConfigDocument document;
-    document.Parse("<!-- dropped --><r><!--kept--><a x='1'>&amp;</a><b/></r><!-- dropped -->");
-    EXPECT_EQ(document.Print(), "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\r\n"
-                                "<r>\n    <!--kept-->\n    <a x=\"1\">&amp;</a>\n    <b />\n</r>\n");
-}
-
 // A text whose nesting goes unseen overflows the stack of the parser.
 TEST(ParserLimits, SeeTheNestingThatTheParserSees) {
     const std::string utf8 = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";

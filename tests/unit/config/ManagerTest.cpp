@@ -255,16 +255,5 @@ TEST_F(Manager, ListsEverythingAndLogsNoPassword) {
     EXPECT_THAT(Lines(log), ElementsAre(Line(3, L"getXmlNodesByPath failed, xpath=[/SysConfigManager/*]")));
 }
 
-TEST(PasswordKeys, AreComparedWhole) {
-    for (const wchar_t* const key : {L"ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD", L"ORPL_CFG_KAVRI_CS_PROXY_AUTHPWD",
-                                     L"ORPL_CFG_KAVRI_DC_PROXY_AUTHPWD", kPasswordKey}) {
-        EXPECT_TRUE(SysConfigManager::IsPasswordTypeConfig(key));
-    }
-    for (const wchar_t* const key : {L"", L"ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD2", L"ORPL_CFG_KAVRI_FR_PROXY",
-                                     L"orpl_cfg_lum_handler_proxy_password"}) {
-        EXPECT_FALSE(SysConfigManager::IsPasswordTypeConfig(key));
-    }
-}
-
 } // namespace
 } // namespace steward::test

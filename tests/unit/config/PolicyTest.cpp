@@ -2,49 +2,18 @@
 
 #include "ConfigFolder.h"
 #include "support/ImportPatch.h"
-#include "util/RegKey.h"
 
 #include <gmock/gmock.h>
 
 #include <functional>
 
-namespace steward {
-extern int32_t g_moduleLoadPolicyState;
-}
-
 namespace steward::test {
 namespace {
-
-constexpr wchar_t kOrplKey[] = L"SOFTWARE\\Vexholm\\ORPL";
 
 std::string Config(const std::string& value) {
     return "<SysConfigManager><ORPL_ALL><ORPL_CFG_SP_MODULE_LOAD>" + value +
            "</ORPL_CFG_SP_MODULE_LOAD></ORPL_ALL></SysConfigManager>";
 }
-
-// "InstallDir" for one scope; empty deletes it.
-class InstallDir {
-  public:
-    explicit InstallDir(const std::wstring& folder) {
-        existed_ = ReadHKLMString(before_, kOrplKey, L"InstallDir");
-        Set(!folder.empty(), folder);
-    }
-    InstallDir(const InstallDir&) = delete;
-    InstallDir& operator=(const InstallDir&) = delete;
-    ~InstallDir() { Set(existed_, before_); }
-
-  private:
-    static void Set(bool exists, const std::wstring& folder) {
-        RegKey key;
-        if (exists) {
-            WriteHKLMString(folder, kOrplKey, L"InstallDir");
-        } else if (key.Open(HKEY_LOCAL_MACHINE, kOrplKey, KEY_ALL_ACCESS) == ERROR_SUCCESS) {
-            key.DeleteValue(L"InstallDir");
-        }
-    }
-    bool existed_ = false;
-    std::wstring before_;
-};
 
 // Runs with the stack of an ordinary thread of a Windows host.
 bool QueryOnSmallStack(const std::wstring& folder) {
@@ -74,26 +43,6 @@ std::string Repeated(const std::string& text, size_t count) {
     return all;
 }
 
-TEST(Policy, OnlyTheValueOneIsOn) {
-    const ConfigFolder folder;
-    for (const char* const on : {"1", "01", " 1", "1abc", "+1", "&#x31;", "<![CDATA[1]]>", "1<x/>"}) {
-        folder.WriteConfig(Config(on));
-        EXPECT_TRUE(QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.Path().c_str())) << on;
-    }
-    for (const char* const off : {"0", "2", "11", "-1", "true", "yes", "", "<x/>1", "<!---->1", "a1"}) {
-        folder.WriteConfig(Config(off));
-        EXPECT_FALSE(QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.Path().c_str())) << off;
-    }
-    folder.WriteConfig("<SysConfigManager><ORPL_ALL/></SysConfigManager>");
-    EXPECT_FALSE(QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.Path().c_str()));
-    folder.WriteConfig(
-        "<Other><ORPL_ALL><ORPL_CFG_SP_MODULE_LOAD>1</ORPL_CFG_SP_MODULE_LOAD></ORPL_ALL></Other>");
-    EXPECT_FALSE(QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.Path().c_str()));
-    folder.Write(L"system_config.cfg", Config("1")); // not encrypted
-    EXPECT_FALSE(QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.Path().c_str()));
-    EXPECT_FALSE(QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.File(L"nowhere").c_str()));
-}
-
 TEST(Policy, EverySettingHasItsKeyAndOthersAreOff) {
     const ConfigFolder folder;
     folder.WriteConfig(
@@ -111,60 +60,6 @@ TEST(Policy, EverySettingHasItsKeyAndOthersAreOff) {
     });
     EXPECT_FALSE(query(0));
     EXPECT_FALSE(query(0x0FF10004));
-}
-
-TEST(Policy, TheInstallationFolderComesFromTheRegistry) {
-    const ConfigFolder folder;
-    folder.WriteConfig(Config("1"));
-    {
-        const InstallDir installed(folder.Path());
-        EXPECT_TRUE(QuerySignaturePolicySetting(SP_MODULE_LOAD, nullptr));
-        EXPECT_TRUE(QuerySignaturePolicySetting(SP_MODULE_LOAD, L""));
-        EXPECT_FALSE(QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.File(L"nowhere").c_str()));
-    }
-    const InstallDir none(L"");
-    EXPECT_FALSE(QuerySignaturePolicySetting(SP_MODULE_LOAD, nullptr));
-}
-
-// A check that is skipped too long after start-up, or a policy that changes under a running batch.
-TEST(Policy, GateHoldsBackForTwoMinutesAndThenKeepsItsFirstAnswer) {
-    DWORD ticks = 0;
-    const ImportPatch<"GetTickCount", decltype(GetTickCount)> clock(GetModuleHandleW(nullptr),
-                                                                    [&] { return ticks; });
-    const ConfigFolder folder;
-    folder.Write(L"unsigned.sys", "no image");
-    const auto trusted = [&](DWORD now) {
-        ticks = now;
-        bool answer = false;
-        const int32_t result =
-            VerifyFileSignatureWithPolicy(folder.File(L"unsigned.sys").c_str(), nullptr, 0, &answer);
-        EXPECT_TRUE(!answer || result == 1);
-        return answer;
-    };
-    for (const bool on : {true, false}) {
-        g_moduleLoadPolicyState = 0;
-        folder.WriteConfig(Config(on ? "1" : "0"));
-        {
-            const InstallDir installed(folder.Path());
-            EXPECT_TRUE(trusted(0));
-            EXPECT_TRUE(trusted(119'999));
-            EXPECT_EQ(g_moduleLoadPolicyState, 0) << "the configuration was read too early";
-            EXPECT_EQ(trusted(120'000), !on);
-            EXPECT_EQ(g_moduleLoadPolicyState, on ? 1 : 10);
-        }
-        folder.WriteConfig(Config(on ? "0" : "1"));
-        const InstallDir installed(folder.Path());
-        EXPECT_EQ(trusted(0xFFFFFFFF), !on);
-        EXPECT_TRUE(trusted(5)) << "the counter has wrapped";
-    }
-    g_moduleLoadPolicyState = 0;
-    {
-        const InstallDir none(L"");
-        EXPECT_TRUE(trusted(120'000));
-    }
-    const InstallDir installed(folder.Path());
-    EXPECT_TRUE(trusted(120'000)) << "a failed first read counts for the life of the process";
-    g_moduleLoadPolicyState = 0;
 }
 
 // A crash, an endless loop or exhausted memory on a hostile configuration.

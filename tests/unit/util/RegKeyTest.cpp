@@ -69,43 +69,6 @@ TEST_F(RegKeyTest, OpensTheSixtyFourBitViewFirstAndThenTheDefaultOne) {
     }
 }
 
-// Faults: a failed creation closes the held key, or hides the disposition; a successful one leaks it.
-TEST_F(RegKeyTest, CreateAdoptsOnlyWhatItMade) {
-    DWORD disposition = 0;
-    EXPECT_EQ(key_.Create(HKEY_LOCAL_MACHINE, kPath, nullptr, 0, KEY_ALL_ACCESS, nullptr, &disposition),
-              ERROR_SUCCESS);
-    EXPECT_EQ(disposition, static_cast<DWORD>(REG_OPENED_EXISTING_KEY));
-
-    std::vector<HKEY> closed;
-    const ImportPatch<"RegCloseKey", decltype(RegCloseKey)> close(self_, [&](HKEY key) -> LSTATUS {
-        closed.push_back(key);
-        close.Original(key);
-        return ERROR_INVALID_HANDLE;
-    });
-    const HKEY held = key_.Get();
-    {
-        const ImportPatch<"RegCreateKeyExW", decltype(RegCreateKeyExW)> create(
-            self_,
-            [](HKEY, LPCWSTR, DWORD, LPWSTR, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, PHKEY,
-               LPDWORD created) -> LSTATUS {
-                *created = 77;
-                return ERROR_ACCESS_DENIED;
-            });
-        EXPECT_EQ(key_.Create(HKEY_LOCAL_MACHINE, kPath, nullptr, 0, KEY_READ, nullptr, &disposition),
-                  ERROR_ACCESS_DENIED);
-    }
-    EXPECT_EQ(disposition, 77U);
-    EXPECT_EQ(key_.Get(), held);
-    EXPECT_THAT(closed, ElementsAre());
-    // The status is that of closing the key held before.
-    EXPECT_EQ(key_.Create(HKEY_LOCAL_MACHINE, kPath, nullptr, 0, KEY_ALL_ACCESS, nullptr),
-              ERROR_INVALID_HANDLE);
-    EXPECT_THAT(closed, ElementsAre(held));
-    EXPECT_EQ(key_.Close(), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(key_.Get(), nullptr);
-    EXPECT_EQ(key_.Close(), ERROR_SUCCESS);
-}
-
 // Faults: every second child survives; a length that is not set anew hides longer names; an absent key counts
 // as deleted.
 TEST_F(RegKeyTest, RecurseDeleteKeyTakesTheWholeTree) {

@@ -1,3 +1,4 @@
+#include "e2e/InstalledCatalogs.h"
 #include "e2e/Plugin.h"
 #include "util/Std_Utils_Signature.h"
 
@@ -5,8 +6,6 @@
 
 #include <wincrypt.h>
 #include <wintrust.h>
-
-#include <mscat.h>
 
 #include <functional>
 
@@ -33,29 +32,6 @@ Transcript Whole(const std::wstring& path, Transcript lines, bool isSigned, cons
     return lines;
 }
 
-// The package's catalog in the system's catalog database for one scope.
-class AddedCatalog {
-  public:
-    AddedCatalog() {
-        CryptCATAdminAcquireContext(&database_, nullptr, 0);
-        std::wstring path = Package(L"catalog-only") + kName;
-        const HCATINFO catalog =
-            CryptCATAdminAddCatalog(database_, path.data(), std::wstring(kName).data(), 0);
-        EXPECT_NE(catalog, nullptr);
-        CryptCATAdminReleaseCatalogContext(database_, catalog, 0);
-    }
-    AddedCatalog(const AddedCatalog&) = delete;
-    AddedCatalog& operator=(const AddedCatalog&) = delete;
-    ~AddedCatalog() {
-        CryptCATAdminRemoveCatalog(database_, kName, 0);
-        CryptCATAdminReleaseContext(database_, 0);
-    }
-
-  private:
-    static constexpr const wchar_t* kName = L"qxcomm.cat";
-    HCATADMIN database_ = nullptr;
-};
-
 class SignatureTest : public testing::Test {
   protected:
     // What the check answers and logs for `path`; the signer's name is in `name_` afterwards.
@@ -79,57 +55,6 @@ class SignatureTest : public testing::Test {
 };
 
 } // namespace
-
-// Faults: a broken or missing signature passes; a catalog is not looked up, looked up for a signed file, or
-// one of other files believed.
-TEST_F(SignatureTest, SignedByTheFileOrByACatalog) {
-    {
-        const ImportPatch<"LoadLibraryW", decltype(LoadLibraryW)> load(self_, [](LPCWSTR) -> HMODULE {
-            ADD_FAILURE() << "the catalogs were looked at";
-            return nullptr;
-        });
-        Expect(signed_, {}, true, 0, L"0");
-    }
-    Expect(catalogOnly_, {Unsigned(catalogOnly_, L"0x800b0100")}, false, 0, L"0");
-    const AddedCatalog catalog;
-    Expect(catalogOnly_, {Unsigned(catalogOnly_, L"0x800b0100")}, true, 0, L"0");
-    Expect(tampered_, {Unsigned(tampered_, L"0x80096010")}, false, 0, L"0");
-    Expect(unsigned_, {Unsigned(unsigned_, L"0x800b0100")}, false, 0, L"0");
-}
-
-// Faults: another file is verified than the opened one; a user is asked; the network is used; the state is
-// kept.
-TEST_F(SignatureTest, VerifiesTheOpenFileAndReleasesTheState) {
-    HANDLE opened = nullptr;
-    const ImportPatch<"CreateFileW", decltype(CreateFileW)> open(
-        self_, [&](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security, DWORD disposition,
-                   DWORD attributes, HANDLE pattern) {
-            EXPECT_EQ(access, static_cast<DWORD>(GENERIC_READ));
-            EXPECT_EQ(share, static_cast<DWORD>(FILE_SHARE_READ));
-            EXPECT_EQ(disposition, static_cast<DWORD>(OPEN_EXISTING));
-            return opened = open.Original(path, access, share, security, disposition, attributes, pattern);
-        });
-    std::vector<std::pair<DWORD, HANDLE>> calls;
-    const ImportPatch<"WinVerifyTrust", decltype(WinVerifyTrust)> verify(
-        self_, [&](HWND window, GUID* action, LPVOID argument) {
-            auto& data = *static_cast<WINTRUST_DATA*>(argument);
-            EXPECT_EQ(window, INVALID_HANDLE_VALUE);
-            EXPECT_EQ(data.dwUIChoice, 2U);
-            EXPECT_EQ(data.fdwRevocationChecks, 0U);
-            EXPECT_EQ(data.dwUnionChoice, 1U);
-            EXPECT_EQ(data.dwProvFlags, 0x10U);
-            EXPECT_EQ(data.pFile->pcwszFilePath, signed_);
-            EXPECT_EQ(data.pFile->hFile, opened);
-            const LONG status = verify.Original(window, action, argument);
-            calls.emplace_back(data.dwStateAction, data.dwStateAction == 1 ? data.hWVTStateData : nullptr);
-            return status;
-        });
-    Expect(signed_, {}, true, 0, L"0");
-    ASSERT_EQ(calls.size(), 2U);
-    EXPECT_EQ(calls[0].first, 1U);
-    EXPECT_NE(calls[0].second, nullptr);
-    EXPECT_EQ(calls[1].first, 2U);
-}
 
 // Faults: a verified file whose signer cannot be read passes, or ends the check before the catalogs.
 TEST_F(SignatureTest, SignerThatCannotBeRead) {
@@ -174,7 +99,7 @@ TEST_F(SignatureTest, SignerThatCannotBeRead) {
 
 // Faults: a missing function is called, the missing context is an error, or the wrong status is answered.
 TEST_F(SignatureTest, CatalogInterfaceThatCannotBeHad) {
-    const AddedCatalog catalog;
+    const InstalledCatalogs catalogs(Package(L"catalog-only"));
     const std::string notVerified = Unsigned(catalogOnly_, L"0x800b0100");
     {
         const ImportPatch<"LoadLibraryW", decltype(LoadLibraryW)> load(self_, [](LPCWSTR name) -> HMODULE {

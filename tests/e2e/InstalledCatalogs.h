@@ -1,0 +1,43 @@
+#pragma once
+
+#include "e2e/Machine.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <mscat.h>
+
+#include <string>
+
+namespace steward::test {
+
+// The catalogs of a package in the system's catalog database, for one scope.
+class InstalledCatalogs {
+  public:
+    explicit InstalledCatalogs(const std::wstring& folder) {
+        CryptCATAdminAcquireContext(&admin_, nullptr, 0);
+        for (const std::wstring& driver : kDrivers) {
+            std::wstring path = folder + driver + L".cat";
+            std::wstring name = driver + L".cat";
+            const HCATINFO added = CryptCATAdminAddCatalog(admin_, path.data(), name.data(), 0);
+            EXPECT_NE(added, nullptr) << GetLastError();
+            CryptCATAdminReleaseCatalogContext(admin_, added, 0);
+        }
+    }
+    InstalledCatalogs(const InstalledCatalogs&) = delete;
+    InstalledCatalogs& operator=(const InstalledCatalogs&) = delete;
+    ~InstalledCatalogs() {
+        for (const std::wstring& driver : kDrivers) {
+            CryptCATAdminRemoveCatalog(admin_, (driver + L".cat").c_str(), 0);
+        }
+        CryptCATAdminReleaseContext(admin_, 0);
+    }
+
+  private:
+    HCATADMIN admin_ = nullptr;
+};
+
+} // namespace steward::test
