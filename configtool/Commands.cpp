@@ -229,14 +229,18 @@ void Export(const CommandLine& line) {
     replacement.TakeOver();
 }
 
+bool IsUtf8(std::string_view bytes) {
+    return bytes.empty() || MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(),
+                                                static_cast<int>(bytes.size()), nullptr, 0) != 0;
+}
+
 // The document in a readable XML file.
 ConfigDocument ReadDocument(const std::wstring& path) {
     auto text = ReadText(path);
     if (!text) {
         Fail(path + L" cannot be read (" + LastErrorText() + L"); check the path");
     }
-    if (!text->empty() && MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text->c_str(),
-                                              static_cast<int>(text->size()), nullptr, 0) == 0) {
+    if (!IsUtf8(*text)) {
         Fail(path + L" is not UTF-8; store it as UTF-8 and import it again");
     }
     if (!text->starts_with(kByteOrderMark)) {

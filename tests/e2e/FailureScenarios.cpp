@@ -24,7 +24,7 @@ constexpr int kKilled = 77;
 
 // A copy of a sample package from which files can be taken away.
 std::wstring CopyOfPackage(const std::wstring& name) {
-    const std::wstring folder = L"C:\\package\\";
+    std::wstring folder = L"C:\\package\\";
     CreateDirectoryW(folder.c_str(), nullptr);
     for (const std::wstring& driver : kDrivers) {
         for (const wchar_t* const extension : {L".inf", L".sys", L".cat"}) {

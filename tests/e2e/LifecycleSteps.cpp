@@ -15,7 +15,6 @@ namespace steward::test {
 
 namespace {
 
-using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAreArray;
 

@@ -153,13 +153,11 @@ TEST(Crypto, EveryFailingCallIsReportedAndCleanedUp) {
     };
     for (const auto& c : cases) {
         LogCapture log(GetModuleHandleW(nullptr), 5);
-        bool succeeded = !c.succeeds;
         {
             const CryptoSpy spy(c.failing);
-            succeeded = Transform(c.encrypt, input).succeeded;
+            EXPECT_EQ(Transform(c.encrypt, input).succeeded, c.succeeds) << c.failing;
             EXPECT_EQ(spy.LiveHandles(), 0) << c.failing;
         }
-        EXPECT_EQ(succeeded, c.succeeds) << c.failing;
         EXPECT_THAT(log.Take(), ElementsAre(line(std::wstring(L"OrplDataCrypto error. ") + c.message),
                                             line(L"error(5). Msg = \"" + SystemText(5) + L"\"")))
             << c.failing;

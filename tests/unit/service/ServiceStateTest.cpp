@@ -63,7 +63,6 @@ SERVICE_STATUS State(DWORD state, DWORD checkPoint = 0, DWORD waitHint = 0) {
 
 const SERVICE_STATUS kQueryFails = State(0);
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
