@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "Json.h"
 #include "config/ConfigDocument.h"
 #include "config/FileText.h"
 #include "config/SaveCfgHelper.h"
@@ -131,23 +132,6 @@ std::string Shown(const std::wstring& name, const std::wstring& value, bool show
     return SysConfigManager::IsPasswordTypeConfig(name) && !showSecrets ? kStars : Utf8FromWide(value);
 }
 
-std::string JsonText(std::string_view text) {
-    std::string quoted = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            quoted += '\\';
-            quoted += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-            quoted += escape;
-        } else {
-            quoted += c;
-        }
-    }
-    return quoted + "\"";
-}
-
 std::string Get(const CommandLine& line) {
     Config config(Locate(line));
     std::wstring value;
@@ -186,8 +170,8 @@ std::string TextLine(const std::string& group, const std::string& key, const std
 }
 
 std::string JsonObject(const std::string& group, const std::string& key, const std::string& value) {
-    return "  {\"group\": " + JsonText(group) + ", \"key\": " + JsonText(key) +
-           ", \"value\": " + JsonText(value) + "}";
+    return "  {\"group\": " + tools::JsonText(group) + ", \"key\": " + tools::JsonText(key) +
+           ", \"value\": " + tools::JsonText(value) + "}";
 }
 
 std::string List(const CommandLine& line) {

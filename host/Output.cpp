@@ -1,5 +1,6 @@
 #include "Output.h"
 
+#include "Json.h"
 #include "config/Utf8.h"
 
 #include <algorithm>
@@ -8,6 +9,8 @@
 namespace steward::host {
 
 namespace {
+
+using tools::JsonText;
 
 struct CodeMeaning {
     uint32_t code;
@@ -45,27 +48,10 @@ std::string Column(const std::string& text, size_t width) {
     return text + std::string(text.size() < width ? width - text.size() : 0, ' ');
 }
 
-std::string Quoted(const std::string& text) {
-    std::string quoted = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            quoted += '\\';
-            quoted += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-            quoted += escape;
-        } else {
-            quoted += c;
-        }
-    }
-    return quoted + "\"";
-}
-
 std::string CodeAsJson(uint32_t code) {
     const CodeMeaning meaning = MeaningOf(code);
-    return "\"code\":" + Quoted(Hex(code)) + ",\"name\":" + Quoted(meaning.name) +
-           ",\"meaning\":" + Quoted(meaning.meaning);
+    return "\"code\":" + JsonText(Hex(code)) + ",\"name\":" + JsonText(meaning.name) +
+           ",\"meaning\":" + JsonText(meaning.meaning);
 }
 
 std::string RestartNotice(const std::vector<DriverView>& drivers) {
@@ -123,16 +109,16 @@ std::string TextOf(const std::vector<RecordResult>& records, size_t requested,
 std::string JsonOf(const std::vector<RecordResult>& records, const DriverStateReport& report,
                    const std::vector<DriverView>& drivers) {
     const std::string recordList = List(records, [](const RecordResult& record) {
-        return "\"action\":" + Quoted(Utf8FromWide(record.request.command)) +
-               ",\"folder\":" + Quoted(Utf8FromWide(record.request.folder)) + "," + CodeAsJson(record.code);
+        return "\"action\":" + JsonText(Utf8FromWide(record.request.command)) +
+               ",\"folder\":" + JsonText(Utf8FromWide(record.request.folder)) + "," + CodeAsJson(record.code);
     });
     const std::string driverList = List(drivers, [](const DriverView& driver) {
-        return "\"name\":" + Quoted(driver.name) + ",\"service\":" + Quoted(driver.service) +
-               ",\"file\":" + Quoted(driver.file) +
-               ",\"loaded\":" + (driver.loaded.empty() ? "null" : Quoted(driver.loaded));
+        return "\"name\":" + JsonText(driver.name) + ",\"service\":" + JsonText(driver.service) +
+               ",\"file\":" + JsonText(driver.file) +
+               ",\"loaded\":" + (driver.loaded.empty() ? "null" : JsonText(driver.loaded));
     });
     return "{\"records\":" + recordList + ",\"report\":{" + CodeAsJson(report.state) +
-           ",\"version\":" + Quoted(report.version) + "},\"drivers\":" + driverList + "}\n";
+           ",\"version\":" + JsonText(report.version) + "},\"drivers\":" + driverList + "}\n";
 }
 
 } // namespace steward::host

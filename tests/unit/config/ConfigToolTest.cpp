@@ -1,10 +1,9 @@
 // Runs the real stewardConfig.exe, which lies beside the test.
 #include "ConfigFolder.h"
+#include "support/ToolRun.h"
 
 #include <gmock/gmock.h>
 #include <windows.h>
-
-#include <filesystem>
 
 namespace steward::test {
 namespace {
@@ -29,33 +28,11 @@ class ConfigTool : public testing::Test {
         for (size_t at = 0; (at = arguments.find(L'@')) != std::wstring::npos;) {
             arguments.replace(at, 1, folder_.Path());
         }
-        wchar_t self[MAX_PATH] = {};
-        GetModuleFileNameW(nullptr, self, MAX_PATH);
-        const auto tool = std::filesystem::path(self).replace_filename(L"stewardConfig.exe").wstring();
-        std::wstring command = L"\"" + tool + L"\" " + arguments;
-        SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-        STARTUPINFOW start{};
-        start.cb = sizeof start;
-        start.dwFlags = STARTF_USESTDHANDLES;
-        start.hStdInput = nullptr;
-        start.hStdOutput = CreateFileW(output_.File(L"output").c_str(), GENERIC_WRITE, 0, &inherited,
-                                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-        start.hStdError = start.hStdOutput;
-        PROCESS_INFORMATION process{};
-        DWORD exitCode = 0xFFFF;
-        if (CreateProcessW(tool.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                           &process) != FALSE) {
-            WaitForSingleObject(process.hProcess, INFINITE);
-            GetExitCodeProcess(process.hProcess, &exitCode);
-            CloseHandle(process.hThread);
-            CloseHandle(process.hProcess);
-        }
-        CloseHandle(start.hStdOutput);
-        return {exitCode, output_.Read(L"output")};
+        const ToolRun run = RunTool(L"stewardConfig.exe", arguments);
+        return {run.exitCode, run.output + run.errors};
     }
 
     ConfigFolder folder_;
-    ConfigFolder output_;
 };
 
 TEST_F(ConfigTool, AnswersOnStandardOutput) {
