@@ -5,7 +5,7 @@
 
 #include <windows.h>
 
-#include <memory>
+#include <algorithm>
 
 namespace steward::test {
 
@@ -83,6 +83,42 @@ void DeleteRegistryValue(const std::wstring& key, const std::wstring& name) {
 
 std::wstring ServiceKey(const std::wstring& driver) {
     return L"SYSTEM\\CurrentControlSet\\Services\\" + driver;
+}
+
+std::vector<std::string> MachineState() {
+    const auto number = [](const std::wstring& key, const wchar_t* name) {
+        const auto value = RegistryNumber(key, name);
+        return " " + (value ? std::to_string(*value) : "-");
+    };
+    std::vector<std::string> lines;
+    std::string starts = "Start";
+    std::string sections = "InstallSection";
+    std::string catalogs = "catalogs";
+    for (const std::wstring& driver : kDrivers) {
+        const std::string name(driver.begin(), driver.end());
+        const std::string section = RegistryText(ServiceKey(driver), L"InstallSection");
+        lines.push_back(name + " " + ServiceState(driver) + " " +
+                        VersionOf(kDriversFolder + driver + L".sys"));
+        starts += number(ServiceKey(driver), L"Start");
+        sections += " " + (section.empty() ? "-" : section);
+        catalogs += FileExists(kCatalogFolder + driver + L".cat") ? " " + name : "";
+    }
+    const std::wstring shared = ServiceKey(L"qxcomm");
+    const auto renamed = RenamedFiles();
+    const auto pending = FilesDeletedAtBoot();
+    const auto deleted = std::count_if(pending.begin(), pending.end(), [&](const std::wstring& path) {
+        return std::find(renamed.begin(), renamed.end(), path) != renamed.end();
+    });
+    lines.insert(lines.end(),
+                 {starts, sections,
+                  "PermCount" + number(shared, L"PermCount") + ", InstalledByOrpl" +
+                      number(shared, L"InstalledByOrpl") + ", DeleteFlag" + number(shared, L"DeleteFlag") +
+                      ", M9TZ" + number(L"SOFTWARE\\Vexholm\\BRISK", L"M9TZ") + ", SSCFE" +
+                      number(ServiceKey(L"qxactmon") + L"\\Parameters", L"SSCFE"),
+                  catalogs,
+                  "renamed " + std::to_string(renamed.size()) + ", deleted at boot " +
+                      std::to_string(deleted) + " of " + std::to_string(pending.size())});
+    return lines;
 }
 
 std::vector<std::wstring> RenamedFiles() {

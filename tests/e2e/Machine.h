@@ -26,6 +26,11 @@ std::wstring ServiceKey(const std::wstring& driver);
 std::vector<std::wstring> RenamedFiles();       // full paths of the leftovers beside drivers and catalogs
 std::vector<std::wstring> FilesDeletedAtBoot(); // PendingFileRenameOperations, without the "\??\"
 
+// All that the actions leave behind, line by line: per driver the service's state and the version on disk;
+// start types; install sections; registry marks; catalogs; files that were renamed away and how many of them
+// the next boot deletes. "-" stands for what is absent.
+std::vector<std::string> MachineState();
+
 void StopService(const std::wstring& name);
 void RegisterPlatformService(); // the service by which the plug-in recognises the platform
 void UnregisterService(const std::wstring& name);

@@ -50,9 +50,11 @@ DriverStateReport Plugin::Report(DriverStateCallback callback) {
 
 Transcript Plugin::Log() {
     static const std::regex temporary("qx[cea][0-9a-f]{1,4}\\.tmp");
+    static const std::regex fallback("(qxcomm|qxevtmgr|qxactmon)[0-9A-F]{4}\\.tmp");
     Transcript lines = capture_->Take();
     for (std::string& line : lines) {
         line = std::regex_replace(line, temporary, "<temporary>");
+        line = std::regex_replace(line, fallback, "<$1 and four digits>");
     }
     return lines;
 }

@@ -22,7 +22,8 @@ class Plugin {
     DriverStateReport Report(DriverStateCallback callback = nullptr);
 
     [[nodiscard]] HMODULE Module() const { return module_; }
-    // The log lines since the last call, temporary file names replaced by "<temporary>".
+    // The log lines since the last call; file names that the system made replaced by "<temporary>", those
+    // that the plug-in made by "<driver and four digits>".
     Transcript Log();
 
   private:
