@@ -28,8 +28,7 @@ void SetNumber(const RegKey& key, const std::wstring& path, uint32_t value, cons
     }
 }
 
-bool TakeOverServiceKey(const std::wstring& path) {
-    RegKey key;
+bool TakeOverServiceKey(RegKey& key, const std::wstring& path) {
     if (key.Open(HKEY_LOCAL_MACHINE, path.c_str(), KEY_ALL_ACCESS) != ERROR_SUCCESS) {
         STEWARD_LOG(5, L"fail to open registry: ", path);
         return false;
@@ -60,7 +59,8 @@ bool IsQxcommInstalledByOthers() {
 
 bool ModifyQxcommRegistry() {
     STEWARD_LOG(2, L"==> ModifyQxcommRegistry,");
-    const bool bRet = TakeOverServiceKey(DriverServiceKey(kSharedDriver));
+    RegKey key;
+    const bool bRet = TakeOverServiceKey(key, DriverServiceKey(kSharedDriver));
     STEWARD_LOG(2, L"<== ModifyQxcommRegistry,bRet = ", bRet);
     return bRet;
 }

@@ -42,14 +42,13 @@ uint32_t UpdateOrRollBack(const DrvInfo& record) {
     }
 }
 
-// The update forms change the services, so the restriction is off for the scope in which they run, however it
-// is left.
-class RestrictionLifted {
+// The update forms change the services, so the restriction is lifted for them, and is back however they end.
+class RestrictionRestorer {
   public:
-    RestrictionLifted() { SetServicePrivilege(false); }
-    RestrictionLifted(const RestrictionLifted&) = delete;
-    RestrictionLifted& operator=(const RestrictionLifted&) = delete;
-    ~RestrictionLifted() {
+    RestrictionRestorer() = default;
+    RestrictionRestorer(const RestrictionRestorer&) = delete;
+    RestrictionRestorer& operator=(const RestrictionRestorer&) = delete;
+    ~RestrictionRestorer() {
         try {
             SetServicePrivilege(true);
         } catch (...) { // out of memory once more: the services not reached stay open
@@ -58,12 +57,14 @@ class RestrictionLifted {
 };
 
 uint32_t Update(const DrvInfo& record) {
-    const RestrictionLifted lifted;
+    const RestrictionRestorer restorer;
+    SetServicePrivilege(false);
     return UpdateOrRollBack(record);
 }
 
 uint32_t EqualUpdate(const DrvInfo& record) {
-    const RestrictionLifted lifted;
+    const RestrictionRestorer restorer;
+    SetServicePrivilege(false);
     return UpdateDrvFromDrvInfo(record, true);
 }
 

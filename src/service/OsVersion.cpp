@@ -2,6 +2,8 @@
 
 #include "util/RegKey.h"
 
+#include <new>
+
 namespace steward {
 
 namespace {
@@ -15,9 +17,12 @@ OSVERSIONINFOEXW ReadVersionRecord() {
     return record;
 }
 
-uint32_t RegistryNumber(const wchar_t* name) {
+// Nothing may be thrown while the module is loaded.
+uint32_t RegistryNumber(const wchar_t* name) try {
     uint32_t value = 0;
     return ReadHKLMDword(value, L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion", name) ? value : 0;
+} catch (const std::bad_alloc&) {
+    return 0;
 }
 
 // The registry tells the truth where GetVersionExW shows an older version to programs without a manifest.

@@ -175,8 +175,9 @@ bool StartDriverService(const wchar_t* name) {
     if (IsEmpty(name)) {
         return false;
     }
-    const ServiceHandle manager = OpenManagerLogged();
+    ServiceHandle manager = OpenManagerLogged();
     const bool result = manager && StartServiceAndWait(manager.Get(), name) == 1;
+    manager.Reset();
     STEWARD_LOG(2, L"<== StartDriverService,bResult: ", result);
     return result;
 }

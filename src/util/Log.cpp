@@ -1,7 +1,5 @@
 #include "util/Log.h"
 
-#include "traceSink.h"
-
 #include <cstring>
 
 namespace steward {
@@ -77,14 +75,6 @@ LogRecord& LogRecord::AppendHex(unsigned long long value) {
     *--first = L'x';
     *--first = L'0';
     return Append(std::wstring_view(first, static_cast<size_t>(end - first)));
-}
-
-bool IsLogWanted(const LogSource& source, uint32_t level) {
-    void* const handle = Log_GetDefaultHandle();
-    if (handle == nullptr || Log_GetLogLevel(handle, source.module) == 0) {
-        return false;
-    }
-    return Log_GetLogLevel(handle, source.module) <= level;
 }
 
 } // namespace steward

@@ -12,6 +12,8 @@
 
 #include "util/LastError.h"
 
+#include "traceSink.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -80,7 +82,11 @@ class LogRecord {
 };
 
 // Whether the library wants lines of this level of this module. May change last-error.
-bool IsLogWanted(const LogSource& source, uint32_t level);
+inline bool IsLogWanted(const LogSource& source, uint32_t level) {
+    void* const handle = Log_GetDefaultHandle();
+    return handle != nullptr && Log_GetLogLevel(handle, source.module) != 0 &&
+           Log_GetLogLevel(handle, source.module) <= level;
+}
 
 } // namespace steward
 

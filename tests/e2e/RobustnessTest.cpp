@@ -9,6 +9,8 @@
 
 #include <gmock/gmock.h>
 
+#include <psapi.h>
+
 #include <algorithm>
 
 namespace steward::test {
@@ -198,6 +200,21 @@ TEST_F(Robustness, ABatchLeavesNoHandles) {
     plugin_.Act(UNINSTALL, Package(L"v1"));
     plugin_.Report();
     EXPECT_EQ(handles(), before);
+}
+
+// Fault: a rejected record leaves memory behind.
+TEST_F(Robustness, RejectedRecordsGrowNothing) {
+    const LogCapture silent(plugin_.Module(), 7);
+    const std::vector<DrvInfo> records(100'000, Record(99, Package(L"v1")));
+    const auto committed = [] {
+        PROCESS_MEMORY_COUNTERS counters{};
+        GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+        return counters.PagefileUsage;
+    };
+    plugin_.Act(records.data(), 1'000);
+    const SIZE_T before = committed();
+    EXPECT_EQ(Code(plugin_.Act(records.data(), 100'000)), Code(DS_UNSUPPORTED_REQUEST));
+    EXPECT_EQ(committed(), before);
 }
 
 } // namespace steward::test
