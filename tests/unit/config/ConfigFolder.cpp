@@ -2,13 +2,11 @@
 
 #include <windows.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <numeric>
-#include <utility>
 
 namespace steward::test {
+
+namespace fs = std::filesystem;
 
 std::string Rc4(std::string text) {
     constexpr unsigned char kKey[] = {0xa2, 0xab, 0xd4, 0x82, 0x5e, 0xec, 0x88, 0x05,
@@ -19,9 +17,7 @@ std::string Rc4(std::string text) {
         j = (j + state[i] + kKey[i % 16]) & 0xFF;
         std::swap(state[i], state[j]);
     }
-    unsigned i = 0;
-    unsigned j = 0;
-    for (char& c : text) {
+    for (unsigned i = 0, j = 0; char& c : text) {
         i = (i + 1) & 0xFF;
         j = (j + state[i]) & 0xFF;
         std::swap(state[i], state[j]);
@@ -30,30 +26,24 @@ std::string Rc4(std::string text) {
     return text;
 }
 
-ConfigFolder::ConfigFolder() {
-    static int counter = 0;
-    path_ = (std::filesystem::temp_directory_path() /
-             (L"config_test_" + std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(++counter)))
-                .wstring();
-    std::filesystem::create_directory(path_);
+std::string Repeated(const std::string& text, size_t count) {
+    std::string all;
+    for (size_t i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
+}
+
+ConfigFolder::ConfigFolder()
+    : path_(fs::temp_directory_path() / (L"config_test_" + std::to_wstring(GetCurrentProcessId()))) {
+    fs::create_directory(path_);
+    fs::current_path(path_);
 }
 
 ConfigFolder::~ConfigFolder() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-void ConfigFolder::Write(const std::wstring& name, const std::string& bytes) const {
-    std::ofstream(std::filesystem::path(File(name)), std::ios::binary) << bytes;
-}
-
-std::string ConfigFolder::Read(const std::wstring& name) const {
-    std::ifstream file(std::filesystem::path(File(name)), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-int ConfigFolder::FileCount() const {
-    return static_cast<int>(std::distance(std::filesystem::directory_iterator(path_), {}));
+    fs::current_path(L"C:\\", ignored);
+    fs::remove_all(path_, ignored);
 }
 
 } // namespace steward::test
