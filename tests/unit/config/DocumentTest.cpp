@@ -32,7 +32,6 @@ TEST(XPath, SelectsAbsoluteChildStepsInDocumentOrder) {
     EXPECT_EQ(selected("/SysConfigManager/G1/k"), "k=1 k=2 k=4 ");
     EXPECT_EQ(selected("/SysConfigManager/*"), "G1= G2= G1= ");
     EXPECT_EQ(selected("/*/*/z-1.x"), "z-1.x= ");
-    EXPECT_EQ(selected("/Other"), "Other= ");
     for (const char* const none : {"", "/", "//k", "SysConfigManager", "/SysConfigManager/",
                                    "/SysConfigManager//k", "/sysConfigManager", "/Other|/Other", "/*/G1/k[1]",
                                    "/*/G1/@k", "/*/..", "/*/1", "/*/G1/ k", "/*/G1/text()"}) {
