@@ -81,7 +81,7 @@ TEST(Policy, EverySettingHasItsKeyAndOthersAreOff) {
 }
 
 // Faults: a crash, an endless loop or exhausted memory; a setting that the document does not hold. The stack
-// is that of an ordinary thread of a Windows host.
+// is that of an ordinary thread of a Windows host; a thread that overflows it may end without a word.
 TEST(Policy, HostileConfigurationsAreOffOrReadForWhatTheyHold) {
     const std::string utf8 = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\r\n";
     const std::string root = "<SysConfigManager>";
@@ -131,11 +131,14 @@ TEST(Policy, HostileConfigurationsAreOffOrReadForWhatTheyHold) {
             folder.WriteConfig(text);
             EXPECT_EQ(QuerySignaturePolicySetting(SP_MODULE_LOAD, L"."), isOn) << name;
         }
-        return 0;
+        return std::size(cases);
     };
     const HANDLE thread =
         CreateThread(nullptr, 1 << 20, query, nullptr, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
     WaitForSingleObject(thread, INFINITE);
+    DWORD exitCode = 0;
+    GetExitCodeThread(thread, &exitCode);
+    EXPECT_EQ(exitCode, std::size(cases)); // went through them all
     CloseHandle(thread);
 }
 
