@@ -99,6 +99,7 @@ CommandLine ParseCommandLine(const std::vector<std::wstring>& arguments) {
     CommandLine line;
     std::vector<std::wstring> words;
     std::wstring compareState;
+    bool isInformation = false;
     for (size_t i = 0; i < arguments.size(); ++i) {
         const std::wstring& argument = arguments[i];
         const auto value = [&]() -> const std::wstring& {
@@ -109,10 +110,8 @@ CommandLine ParseCommandLine(const std::vector<std::wstring>& arguments) {
         };
         if (argument == L"--help" || argument == L"--version") {
             line.command = argument == L"--help" ? Command::Help : Command::Version;
-            words = {argument};
-            break;
-        }
-        if (argument == L"--json") {
+            isInformation = true;
+        } else if (argument == L"--json") {
             line.json = true;
         } else if (argument == L"--plugin") {
             line.plugin = value();
@@ -124,15 +123,11 @@ CommandLine ParseCommandLine(const std::vector<std::wstring>& arguments) {
             words.push_back(argument);
         }
     }
+    if (isInformation) {
+        return line;
+    }
     if (words.empty()) {
         Refuse("a command is missing");
-    }
-    if (words[0].starts_with(L"--")) { // help or version; --plugin may stand behind it
-        const auto plugin = std::find(arguments.begin(), arguments.end(), L"--plugin");
-        if (plugin != arguments.end() && plugin + 1 != arguments.end()) {
-            line.plugin = *(plugin + 1);
-        }
-        return line;
     }
     line.command = Command::Run;
     const Verb* const verb = FindVerb(words[0]);

@@ -16,6 +16,8 @@ namespace {
 constexpr uint32_t kResultCodes[] = {DS_SUCCESS,          DS_SUCCESS_RESTART_REQUIRED, DS_UNSUPPORTED_REQUEST,
                                      DS_PROCEDURE_FAILED, DS_FAILED_BATCH_ABORTED,     DS_DRIVER_NOT_STOPPED};
 
+constexpr const char* kActionNames[] = {"Install", "Update", "Uninstall"};
+
 constexpr const char* kImports[] = {
     "AllocateAndInitializeSid",
     "ControlService",
@@ -72,15 +74,22 @@ class FaultSweep : public testing::TestWithParam<uint32_t> {
     FaultSweep() : log_(plugin_.Module(), 5) {}
     ~FaultSweep() override { RemoveDrivers(); }
 
-    // The machine before the action: without drivers, or with the first version running.
+    // The machine before the action: without drivers, or with drivers running.
     void Prepare() {
-        RemoveDrivers();
-        if (GetParam() != INSTALL) {
+        if (GetParam() == INSTALL) {
+            RemoveDrivers();
+        } else if (GetParam() == UNINSTALL || ServiceState(L"qxcomm") == "absent") {
             ASSERT_EQ(plugin_.Act(INSTALL, Package(L"v1")), DS_SUCCESS);
+        }
+        for (const std::wstring& leftover : RenamedFiles()) {
+            DeleteFileW(leftover.c_str());
         }
     }
 
-    uint32_t Act() { return plugin_.Act(GetParam(), Package(L"v2"), GetParam() == UPDATE ? 2 : 0); }
+    uint32_t Act() {
+        plugin_.Report();
+        return plugin_.Act(GetParam(), Package(L"v2"));
+    }
 
     Plugin plugin_;
     LogCapture log_;
@@ -111,7 +120,9 @@ TEST_P(FaultSweep, EveryFailingCallIsSurvived) {
                 EXPECT_THAT(kResultCodes, testing::Contains(Act()));
             }
             EXPECT_EQ(Handles(), handles);
-            EXPECT_EQ(plugin_.Act(INSTALL, Package(L"v1")), DS_SUCCESS);
+            if (GetParam() != UNINSTALL) { // an installation is next
+                EXPECT_LE(Act(), DS_SUCCESS_RESTART_REQUIRED);
+            }
             log_.Take();
             plugin_.Log();
         }
@@ -119,6 +130,7 @@ TEST_P(FaultSweep, EveryFailingCallIsSurvived) {
     std::printf("%d faults\n", faults);
 }
 
-INSTANTIATE_TEST_SUITE_P(Actions, FaultSweep, testing::Values(INSTALL, UPDATE, UNINSTALL, EQUAL_UPDATE));
+INSTANTIATE_TEST_SUITE_P(Actions, FaultSweep, testing::Values(INSTALL, UPDATE, UNINSTALL),
+                         [](auto& action) { return std::string(kActionNames[action.param]); });
 
 } // namespace steward::test
