@@ -44,4 +44,12 @@ LogCapture::LogCapture(HMODULE module, uint32_t threshold)
                  return 0;
              }) {}
 
+std::string LogCapture::TakeTexts() {
+    std::string texts;
+    for (const std::string& line : Take()) {
+        texts += line.substr(0, line.find(' ')) + line.substr(line.find(": ") + 1) + "\n";
+    }
+    return texts;
+}
+
 } // namespace steward::test

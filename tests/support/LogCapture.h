@@ -29,6 +29,8 @@ class LogCapture {
 
     // The lines so far; the capture starts over.
     Transcript Take() { return std::exchange(lines_, {}); }
+    // The same as one text without module tag and file, for tables: "<level> <text>\n" for each line.
+    std::string TakeTexts();
 
   private:
     Transcript lines_;
