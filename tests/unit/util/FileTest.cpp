@@ -1,191 +1,130 @@
 #include "e2e/Plugin.h"
-#include "util/Handles.h"
+#include "support/Fault.h"
+#include "support/ToolRun.h"
 #include "util/Std_Utils_File.h"
 #include "util/Std_Utils_String.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 namespace steward::test {
 
 namespace {
 
-constexpr DWORD kUntouched = 0xBEEF;
-constexpr DWORD kProtecting = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+constexpr wchar_t kSource[] = L"C:\\test.bin";
+constexpr wchar_t kDestination[] = L"C:\\test.moved";
+const HMODULE kSelf = GetModuleHandleW(nullptr);
 
-Transcript Lines(std::initializer_list<std::pair<uint32_t, std::wstring>> lines) {
-    Transcript transcript;
-    for (const auto& [level, text] : lines) {
-        transcript.push_back(LogLine(level, L"Util COMMON", L"Std_Utils_File.cpp", text));
-    }
-    return transcript;
-}
-
-std::wstring InTemporaryFolder(const wchar_t* name) {
-    wchar_t folder[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, folder);
-    return std::wstring(folder) + name;
-}
-
-class FileTest : public testing::Test {
-  protected:
-    FileTest() { Clear(); }
-    ~FileTest() override { Clear(); }
-
-    void Make(DWORD attributes) const {
-        const FileHandle file(CreateFileW(path_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                          FILE_ATTRIBUTE_NORMAL, nullptr));
-        SetFileAttributesW(path_.c_str(), attributes);
-    }
-    void Clear() const {
-        for (const std::wstring& path : {path_, other_}) {
-            SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-            DeleteFileW(path.c_str());
+// The files' contents; null for none.
+void Start(const char* source, const char* destination) {
+    for (const auto& [path, content] : {std::pair(kSource, source), {kDestination, destination}}) {
+        SetFileAttributesW(path, FILE_ATTRIBUTE_NORMAL);
+        DeleteFileW(path);
+        if (content != nullptr) {
+            std::ofstream(std::filesystem::path(path)) << content;
         }
     }
+}
 
-    HMODULE self_ = GetModuleHandleW(nullptr);
-    const std::wstring path_ = InTemporaryFolder(L"stewardTest.bin");
-    const std::wstring other_ = InTemporaryFolder(L"stewardTest.moved");
+std::string Contents() {
+    return ReadWholeFile(kSource) + "," + ReadWholeFile(kDestination);
+}
+
+struct FileTest : testing::Test {
+    ~FileTest() override { Start(nullptr, nullptr); }
 };
 
 } // namespace
 
+// Faults: a read-only file stays; what cannot be reset is deleted; a failed deletion, or a missing file, is
+// answered wrongly.
 TEST_F(FileTest, DeleteExistingFile) {
-    const Transcript reset =
-        Lines({{2, L"Succed to reset  file attributes to FILE_ATTRIBUTE_NORMAL: " + path_}});
-    const Transcript notReset = Lines({{5, L"Failed to reset  file attributes to FILE_ATTRIBUTE_NORMAL: " +
-                                               path_ + L"GetLastError() = 0x5"}});
-    const Transcript notDeleted = {
-        reset[0], Lines({{5, L"Delete existing file fail, File: " + path_ + L", GetLastError() = 0x20"}})[0]};
-    struct Case {
-        const char* fault;
-        DWORD attributes; // 0: no file
-        bool settable, deletable, result, remains;
-        Transcript lines;
-    };
-    const Case cases[] = {
-        {"a missing file is an error", 0, true, true, true, false, {}},
-        {"a plain file stays, or is not reset", FILE_ATTRIBUTE_NORMAL, true, true, true, false, reset},
-        {"a read-only file stays", FILE_ATTRIBUTE_READONLY, true, true, true, false, reset},
-        {"what cannot be reset is deleted", FILE_ATTRIBUTE_NORMAL, false, true, true, true, notReset},
-        {"a failed deletion is no error", FILE_ATTRIBUTE_NORMAL, true, false, false, true, notDeleted},
-    };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.fault);
-        Clear();
-        if (each.attributes != 0) {
-            Make(each.attributes);
-        }
-        const ImportPatch<"SetFileAttributesW", decltype(SetFileAttributesW)> set(
-            self_, [&](LPCWSTR path, DWORD attributes) -> WINBOOL {
-                SetLastError(ERROR_ACCESS_DENIED);
-                return each.settable && set.Original(path, attributes);
-            });
-        const ImportPatch<"DeleteFileW", decltype(DeleteFileW)> remove(self_, [&](LPCWSTR path) -> WINBOOL {
-            SetLastError(ERROR_SHARING_VIOLATION);
-            return each.deletable && remove.Original(path);
-        });
+    const std::string reset = "2 Succed to reset  file attributes to FILE_ATTRIBUTE_NORMAL: C:\\test.bin\n";
+    const std::string notReset = "5 Failed to reset  file attributes to FILE_ATTRIBUTE_NORMAL: "
+                                 "C:\\test.binGetLastError() = 0x5\n";
+    const std::string inUse = "5 Delete existing file fail, File: C:\\test.bin, GetLastError() = 0x20\n";
+    for (const auto& [import, error, result, remains, lines] :
+         {std::tuple("CopyFileW", 0U, true, ",", reset), // not called
+          {"SetFileAttributesW", 5U, true, "old,", notReset},
+          {"DeleteFileW", 32U, false, "old,", reset + inUse}}) {
+        Start("old", nullptr);
+        SetFileAttributesW(kSource, FILE_ATTRIBUTE_READONLY);
+        const Fault fault(kSelf, import, error);
         LogCapture log;
-        SetLastError(kUntouched);
-        EXPECT_EQ(DeleteExistingFile(path_.c_str()), each.result);
-        EXPECT_TRUE(each.result || GetLastError() == ERROR_SHARING_VIOLATION);
-        EXPECT_EQ(Joined(log.Take()), Joined(each.lines));
-        EXPECT_EQ(IsFileExist(path_.c_str()), each.remains);
-        EXPECT_EQ(ResetFileAttributes(path_.c_str()), each.settable);
+        EXPECT_EQ(DeleteExistingFile(kSource), result);
+        EXPECT_TRUE(result || GetLastError() == error);
+        EXPECT_EQ(log.TakeTexts(), lines);
+        EXPECT_EQ(Contents(), remains);
+        EXPECT_TRUE(DeleteExistingFile(L"C:\\test.missing"));
+        EXPECT_EQ(log.TakeTexts(), "");
     }
 }
 
-// Faults: the attributes are reset unasked or without need.
+// Faults: the attributes are reset unasked or without need; one of the three is no reason.
 TEST_F(FileTest, MoveResetsAttributesWhenAskedTo) {
-    struct Case {
-        DWORD attributes;
-        bool resetAttributes, reset;
-    };
-    for (const Case& each : {Case{FILE_ATTRIBUTE_READONLY, false, false},
-                             {FILE_ATTRIBUTE_READONLY, true, true},
-                             {FILE_ATTRIBUTE_HIDDEN, true, true},
-                             {FILE_ATTRIBUTE_SYSTEM, true, true},
-                             {FILE_ATTRIBUTE_ARCHIVE, true, false}}) {
-        SCOPED_TRACE(each.attributes);
-        Clear();
-        Make(each.attributes);
-        const DWORD before = GetFileAttributesW(path_.c_str());
+    for (const auto& [attributes, asked, reset] : {std::tuple(FILE_ATTRIBUTE_READONLY, false, false),
+                                                   {FILE_ATTRIBUTE_READONLY, true, true},
+                                                   {FILE_ATTRIBUTE_HIDDEN, true, true},
+                                                   {FILE_ATTRIBUTE_SYSTEM, true, true},
+                                                   {FILE_ATTRIBUTE_ARCHIVE, true, false}}) {
+        SCOPED_TRACE(attributes);
+        Start("new", nullptr);
+        SetFileAttributesW(kSource, static_cast<DWORD>(attributes));
         LogCapture log;
-        EXPECT_TRUE(MoveFileWithFallback(path_.c_str(), other_.c_str(), 0, each.resetAttributes));
-        EXPECT_EQ(log.Take(), each.reset
-                                  ? Lines({{2, L"Reset file attributes to FILE_ATTRIBUTE_NORMAL: " + path_}})
-                                  : Transcript{});
-        EXPECT_FALSE(IsFileExist(path_.c_str()));
-        const DWORD kept = each.reset ? 0 : before;
-        EXPECT_EQ(GetFileAttributesW(other_.c_str()) & kProtecting, kept & kProtecting);
+        EXPECT_TRUE(MoveFileWithFallback(kSource, kDestination, 0, asked));
+        EXPECT_EQ(log.TakeTexts(),
+                  reset ? "2 Reset file attributes to FILE_ATTRIBUTE_NORMAL: C:\\test.bin\n" : "");
+        EXPECT_EQ(Contents(), ",new");
+        EXPECT_EQ((GetFileAttributesW(kDestination) & FILE_ATTRIBUTE_READONLY) != 0, !asked);
     }
 }
 
+// A path without a drive lies on another drive than one with a drive.
 TEST_F(FileTest, MoveFallsBackWithoutTheExtendedMove) {
+    SetCurrentDirectoryW(L"C:\\");
+    const wchar_t* const same = L"c:\\test.moved";
+    const wchar_t* const other = L"test.moved";
     struct Case {
         const char* fault;
         const wchar_t* destination;
-        const char* failing; // call
-        const char* calls;
         DWORD flags;
-        bool result;
-        DWORD moveError = ERROR_CALL_NOT_IMPLEMENTED;
+        const char* before; // content of the destination
+        const char* after;  // contents of both files
+        int failingDeletion = Fault::kNoCall;
     };
-    const wchar_t* const same = L"C:\\b";
-    const wchar_t* const other = L"D:\\b";
     const Case cases[] = {
-        {"falls back on any error", same, "", "", 3, false, ERROR_ACCESS_DENIED},
-        {"splits a null destination", nullptr, "", "", 4, false},
-        {"tells drives apart by case", same, "", "move c:\\a C:\\b;", 0, true},
-        {"replaces by another flag", same, "", "move c:\\a C:\\b;", 6, true},
-        {"does not replace, or minds the deletion", same, "delete", "delete C:\\b;move c:\\a C:\\b;", 1,
-         true},
-        {"hides a failed move", same, "move", "move c:\\a C:\\b;", 0, false},
-        {"copies without leave", other, "", "", 1, false},
-        {"overwrites without leave", other, "", "copy c:\\a D:\\b unless there;delete c:\\a;", 2, true},
-        {"does not overwrite", other, "", "copy c:\\a D:\\b;delete c:\\a;", 3, true},
-        {"deletes what was not copied", other, "copy", "copy c:\\a D:\\b;", 3, false},
-        {"hides a source left behind", other, "delete", "copy c:\\a D:\\b;delete c:\\a;", 3, false},
+        {"splits a null destination", nullptr, 4, "old", "new,old"},
+        {"tells drives apart by case", same, 0, nullptr, ",new"},
+        {"replaces by another flag", same, 6, "old", "new,old"},
+        {"does not replace", same, 1, "old", ",new"},
+        {"minds the deletion", same, 1, nullptr, ",new"},
+        {"copies without leave", other, 1, nullptr, "new,"},
+        {"does not copy, or leaves the source", other, 2, nullptr, ",new"},
+        {"overwrites without leave, or deletes what was not copied", other, 2, "old", "new,old"},
+        {"does not overwrite", other, 3, "old", ",new"},
+        {"hides a source left behind", other, 3, "old", "new,new", 1},
     };
     for (const Case& each : cases) {
         SCOPED_TRACE(each.fault);
-        std::string calls;
-        const auto call = [&](const std::string& name, const std::wstring& arguments) -> WINBOOL {
-            calls += name + " " + Utf8(arguments) + ";";
-            return name != each.failing;
-        };
-        const ImportPatch<"MoveFileExW", decltype(MoveFileExW)> extended(
-            self_, [&](LPCWSTR, LPCWSTR, DWORD flags) -> WINBOOL {
-                EXPECT_EQ(flags, each.flags);
-                SetLastError(each.moveError);
-                return FALSE;
-            });
-        const ImportPatch<"MoveFileW", decltype(MoveFileW)> move(
-            self_, [&](LPCWSTR from, LPCWSTR to) { return call("move", std::wstring(from) + L" " + to); });
-        const ImportPatch<"CopyFileW", decltype(CopyFileW)> copy(
-            self_, [&](LPCWSTR from, LPCWSTR to, WINBOOL failIfExists) {
-                return call("copy", std::wstring(from) + L" " + to + (failIfExists ? L" unless there" : L""));
-            });
-        const ImportPatch<"DeleteFileW", decltype(DeleteFileW)> remove(
-            self_, [&](LPCWSTR path) { return call("delete", path); });
-        SetLastError(kUntouched);
-        EXPECT_EQ(MoveFileWithFallback(L"c:\\a", each.destination, each.flags, false), each.result);
-        EXPECT_EQ(GetLastError(), each.moveError);
-        EXPECT_EQ(calls, each.calls);
+        Start("new", each.before);
+        const Fault extended(kSelf, "MoveFileExW", ERROR_CALL_NOT_IMPLEMENTED);
+        const Fault deletion(kSelf, "DeleteFileW", ERROR_ACCESS_DENIED, each.failingDeletion);
+        EXPECT_EQ(MoveFileWithFallback(kSource, each.destination, each.flags, false),
+                  std::string(each.after) == ",new");
+        EXPECT_EQ(Contents(), each.after);
     }
 }
 
 // Faults: the third part of the version taken for the fourth; a failed query reports zeros.
 TEST_F(FileTest, QueryFileVersionSkipsTheThirdPart) {
     FileVersion version{1, 2, 3};
-    Make(FILE_ATTRIBUTE_NORMAL);
-    EXPECT_FALSE(QueryFileVersion(path_.c_str(), version));
-    EXPECT_FALSE(QueryFileVersion(other_.c_str(), version));
+    Start("no resource", nullptr);
+    EXPECT_FALSE(QueryFileVersion(kSource, version));
     EXPECT_EQ(version.build, 3U);
     EXPECT_TRUE(QueryFileVersion((Package(L"v1") + L"qxcomm.sys").c_str(), version));
-    EXPECT_EQ(version.major, 5U);
-    EXPECT_EQ(version.minor, 5U);
-    EXPECT_EQ(version.build, 1256U);
+    EXPECT_EQ(std::tuple(version.major, version.minor, version.build), std::tuple(5U, 5U, 1256U));
 }
 
 } // namespace steward::test
