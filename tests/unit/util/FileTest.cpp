@@ -109,11 +109,13 @@ TEST_F(FileTest, MoveFallsBackWithoutTheExtendedMove) {
     for (const Case& each : cases) {
         SCOPED_TRACE(each.fault);
         Start("new", each.before);
+        const Fault split(kSelf, "_wsplitpath", 0, Fault::kNoCall);
         const Fault extended(kSelf, "MoveFileExW", ERROR_CALL_NOT_IMPLEMENTED);
         const Fault deletion(kSelf, "DeleteFileW", ERROR_ACCESS_DENIED, each.failingDeletion);
         EXPECT_EQ(MoveFileWithFallback(kSource, each.destination, each.flags, false),
                   std::string(each.after) == ",new");
         EXPECT_EQ(Contents(), each.after);
+        EXPECT_EQ(split.Calls() == 0, each.destination == nullptr);
     }
 }
 

@@ -90,7 +90,7 @@ TEST_F(RegKeyTest, ValuesAreReadBySizeNotByType) {
     key_.SetValue("\x78\x56\x34\x12", L"binary", REG_BINARY, 4);
     EXPECT_TRUE(ReadHKLMDword(number, kPath, L"binary"));
     EXPECT_EQ(number, 0x12345678U);
-    EXPECT_TRUE(WriteHKLMString(L"12", kPath, L"text"));
+    key_.SetStringValue(L"12", L"text", REG_BINARY); // the registry completes texts by itself
     EXPECT_FALSE(ReadHKLMDword(number, kPath, L"text"));
     DWORD bytes = 0;
     EXPECT_EQ(key_.QueryBinaryValue(L"text", nullptr, bytes), ERROR_SUCCESS);
