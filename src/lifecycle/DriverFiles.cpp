@@ -61,8 +61,8 @@ bool RenameAway(const std::wstring& target, const std::wstring& temporary) {
 } // namespace
 
 bool ReplaceDrvFiles(const wchar_t* sourceFolder, const wchar_t* targetFolder, const wchar_t* extension) {
-    if (sourceFolder == nullptr || targetFolder == nullptr) {
-        return false;
+    if (sourceFolder == nullptr || targetFolder == nullptr || *targetFolder == L'\0') {
+        return false; // an unknown target must not become the host's current folder
     }
     bool replaced = true; // each rename overwrites it: the last one decides
     for (const DriverRow& row : DriverTable) {

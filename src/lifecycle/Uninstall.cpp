@@ -52,6 +52,12 @@ bool IsStillRegistered(const wchar_t* name) {
     return QueryDriverServiceStatus(name, &status);
 }
 
+// An unknown catalog folder must not become the host's current folder.
+bool DeleteCatalogs() {
+    const std::wstring folder = CatalogFolder();
+    return !folder.empty() && DeleteDrvFile(folder.c_str(), L".cat");
+}
+
 uint32_t Uninstall(const std::wstring& folder) {
     SetServicePrivilege(false);
     uint32_t asStatus = DS_UNSUPPORTED_REQUEST;
@@ -70,7 +76,7 @@ uint32_t Uninstall(const std::wstring& folder) {
             asStatus = DS_SUCCESS;
         }
     }
-    if (CatalogsAreKept() && DeleteDrvFile(CatalogFolder().c_str(), L".cat")) {
+    if (CatalogsAreKept() && DeleteCatalogs()) {
         asStatus = DS_SUCCESS;
     }
     return IsSuccess(asStatus) && restartRequired ? DS_SUCCESS_RESTART_REQUIRED : asStatus;
