@@ -56,7 +56,7 @@ std::string ConfigText(int entries) {
 void PolicyRead(State& state) {
     const ConfigFolder folder;
     folder.WriteConfig(ConfigText(10'000));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         if (!QuerySignaturePolicySetting(SP_MODULE_LOAD, folder.Path().c_str())) {
             state.SkipWithError("the policy is off");
         }
@@ -87,7 +87,7 @@ std::string Decrypted(std::string bytes) {
 void PolicyReadBaseline(State& state) {
     const ConfigFolder folder;
     folder.WriteConfig(ConfigText(10'000));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const FileHandle file(CreateFileW(folder.File(L"system_config.cfg").c_str(), GENERIC_READ,
                                           FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
         std::string bytes(GetFileSize(file.Get(), nullptr), '\0');
@@ -106,7 +106,7 @@ void ListAll(State& state, int entries) {
     folder.WriteConfig(ConfigText(entries));
     SysConfigManager manager(folder.Path(), kSysConfigFileName);
     manager.Load();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::vector<SysConfig> list;
         manager.ListAllSysConfig(list);
         if (list.size() != static_cast<size_t>(entries) + 1) {
@@ -119,13 +119,13 @@ void ListAll(State& state, int entries) {
 void StateReport(State& state) {
     const auto enumerate = reinterpret_cast<EnumerateDriversInfoFunction>(reinterpret_cast<void*>(
         GetProcAddress(LoadLibraryW(L"driverSteward.dll"), "Plugin_Interface_EnumerateDriversInfo")));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         enumerate([](const DriverStateReport*, void*) -> uint32_t { return 0; }, nullptr);
     }
 }
 
 void StateReportBaseline(State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         for (const std::wstring& driver : kDrivers) {
             {
                 const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, GENERIC_READ));
@@ -146,14 +146,14 @@ void StateReportBaseline(State& state) {
 }
 
 void DisabledLogStatement(State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         STEWARD_LOG(2, L"OpenService failed, err=", GetLastError());
     }
 }
 
 // Keeping last-error is the caller's due whatever the statement is made of.
 void DisabledLogStatementBaseline(State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const LastErrorKeeper keeper;
         void* const handle = Log_GetDefaultHandle();
         const bool wanted =
@@ -164,7 +164,7 @@ void DisabledLogStatementBaseline(State& state) {
 
 void Install(State& state) {
     Plugin plugin;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         state.PauseTiming();
         RemoveDrivers();
         state.ResumeTiming();
@@ -176,7 +176,7 @@ void Install(State& state) {
 
 void InstallBaseline(State& state) {
     const std::wstring system = L"C:\\windows\\system32\\";
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         state.PauseTiming();
         RemoveDrivers();
         state.ResumeTiming();

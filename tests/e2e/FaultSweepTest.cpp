@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace steward::test {
@@ -104,10 +105,9 @@ TEST_P(FaultSweep, EveryFailingCallIsSurvived) {
         counters.push_back(std::make_unique<Fault>(plugin_.Module(), import, 0, Fault::kNoCall));
     }
     Act();
-    std::vector<int> calls;
-    for (const auto& counter : counters) {
-        calls.push_back(counter->Calls());
-    }
+    std::vector<int> calls(counters.size());
+    std::transform(counters.begin(), counters.end(), calls.begin(),
+                   [](auto& counter) { return counter->Calls(); });
     counters.clear();
     int faults = 0;
     for (size_t i = 0; i < calls.size(); ++i) {

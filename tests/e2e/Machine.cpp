@@ -1,5 +1,6 @@
 #include "e2e/Machine.h"
 
+#include "WindowsFiles.h"
 #include "util/Handles.h"
 #include "util/RegKey.h"
 
@@ -38,21 +39,8 @@ std::string ServiceState(const std::wstring& name) {
 }
 
 std::string VersionOf(const std::wstring& path) {
-    if (!FileExists(path)) {
-        return "absent";
-    }
-    const DWORD bytes = GetFileVersionInfoSizeW(path.c_str(), nullptr);
-    std::vector<char> block(bytes + 1);
-    VS_FIXEDFILEINFO* info = nullptr;
-    UINT length = 0;
-    if (bytes == 0 || !GetFileVersionInfoW(path.c_str(), 0, bytes, block.data()) ||
-        !VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length)) {
-        return "none";
-    }
-    return std::to_string(HIWORD(info->dwFileVersionMS)) + "." +
-           std::to_string(LOWORD(info->dwFileVersionMS)) + "." +
-           std::to_string(HIWORD(info->dwFileVersionLS)) + "." +
-           std::to_string(LOWORD(info->dwFileVersionLS));
+    const auto identity = tools::IdentityOf(path);
+    return identity ? identity->version : FileExists(path) ? "none" : "absent";
 }
 
 bool FileExists(const std::wstring& path) {
@@ -105,7 +93,7 @@ std::vector<std::string> MachineState() {
     }
     const std::wstring shared = ServiceKey(L"qxcomm");
     const auto renamed = RenamedFiles();
-    const auto pending = FilesDeletedAtBoot();
+    const auto pending = tools::FilesDeletedAtRestart();
     const auto deleted = std::count_if(pending.begin(), pending.end(), [&](const std::wstring& path) {
         return std::find(renamed.begin(), renamed.end(), path) != renamed.end();
     });
@@ -130,29 +118,6 @@ std::vector<std::wstring> RenamedFiles() {
             paths.push_back(folder + found.cFileName);
         }
         FindClose(search);
-    }
-    return paths;
-}
-
-std::vector<std::wstring> FilesDeletedAtBoot() {
-    RegKey key;
-    DWORD bytes = 0;
-    if (key.Open(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Control\\Session Manager", KEY_READ) !=
-            ERROR_SUCCESS ||
-        key.QueryBinaryValue(L"PendingFileRenameOperations", nullptr, bytes) != ERROR_SUCCESS || bytes == 0) {
-        return {};
-    }
-    std::wstring pairs(bytes / sizeof(wchar_t), L'\0');
-    key.QueryBinaryValue(L"PendingFileRenameOperations", pairs.data(), bytes);
-    std::vector<std::wstring> paths;
-    for (size_t at = 0; at < pairs.size() && pairs[at] != L'\0';) {
-        const std::wstring from = pairs.c_str() + at;
-        at += from.size() + 1;
-        const std::wstring to = pairs.c_str() + at;
-        at += to.size() + 1;
-        if (to.empty()) {
-            paths.push_back(from.substr(from.starts_with(L"\\??\\") ? 4 : 0));
-        }
     }
     return paths;
 }

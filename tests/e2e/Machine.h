@@ -23,8 +23,7 @@ void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32
 void DeleteRegistryValue(const std::wstring& key, const std::wstring& name);
 std::wstring ServiceKey(const std::wstring& driver);
 
-std::vector<std::wstring> RenamedFiles();       // full paths of the leftovers beside drivers and catalogs
-std::vector<std::wstring> FilesDeletedAtBoot(); // PendingFileRenameOperations, without the "\??\"
+std::vector<std::wstring> RenamedFiles(); // full paths of the leftovers beside drivers and catalogs
 
 // All that the actions leave behind, line by line: per driver the service's state and the version on disk;
 // start types; install sections; registry marks; catalogs; files that were renamed away and how many of them

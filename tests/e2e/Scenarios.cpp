@@ -1,7 +1,7 @@
 // Runs the scenarios of the file that STEWARD_SCENARIOS names against the shipped DLL, each as a test.
 //
 // Arrange    clean | platform yes|no | stop <driver>... | unregister <driver>...
-//            number <key> <name> <value> | text <key> <name> <text> | remove <key> <name>
+//            number <key> <name> <value> | remove <key> <name>
 //            copy <package/file> <folder> | package <name> [<file that it lacks>...] (as C:\package\)
 //            delete <file> | hold <file> | client <mailslot> | catalogs <package>
 //            given <action> <package> [<compare state>]    an action whose log is of no interest
@@ -90,7 +90,7 @@ class Run : public testing::Test {
 
   public:
     Run(const Script& script, const Scenario& scenario) : script_(script), scenario_(scenario) {}
-    ~Run() override { faults_.clear(); }
+    ~Run() override { Mend(); }
 
     void TestBody() override {
         if (!scenario_.applies) {
@@ -247,7 +247,6 @@ class Run : public testing::Test {
              std::for_each(words.begin() + 1, words.end(), [](auto& name) { UnregisterService(Wide(name)); });
          }},
         {"number", [](auto& words) { SetRegistryNumber(Wide(words[1]), Wide(words[2]), Number(words[3])); }},
-        {"text", [](auto& words) { WriteHKLMString(Wide(words[3]), Wide(words[1]), Wide(words[2])); }},
         {"remove", [](auto& words) { DeleteRegistryValue(Wide(words[1]), Wide(words[2])); }},
         {"copy",
          [](auto& words) {
