@@ -32,6 +32,14 @@ uint32_t LevelIn(const std::wstring& text) {
     return static_cast<uint32_t>(std::wcstoul(text.c_str(), nullptr, 10));
 }
 
+std::wstring Digits(uint64_t value, size_t width = 1) {
+    std::wstring digits;
+    for (; value != 0 || digits.size() < width; value /= 10) {
+        digits.insert(digits.begin(), L"0123456789"[value % 10]);
+    }
+    return digits;
+}
+
 struct Settings {
     std::wstring file = Environment(L"TRACESINK_FILE");
     uint32_t level = kDefaultLevel;
@@ -41,8 +49,8 @@ struct Settings {
         if (const std::wstring text = Environment(L"TRACESINK_LEVEL"); !text.empty()) {
             level = LevelIn(text);
         }
-        for (int n = 1;; ++n) {
-            const std::wstring entry = Environment((L"TRACESINK_LEVEL_" + std::to_wstring(n)).c_str());
+        for (uint64_t n = 1;; ++n) {
+            const std::wstring entry = Environment((L"TRACESINK_LEVEL_" + Digits(n)).c_str());
             const size_t blank = entry.find(L' ');
             if (blank == std::wstring::npos) {
                 return;
@@ -126,14 +134,6 @@ uint64_t SystemTime() {
     return Ticks(time);
 }
 
-std::wstring Digits(uint64_t value, int width) {
-    std::wstring digits(static_cast<size_t>(width), L'0');
-    for (size_t at = digits.size(); at-- > 0; value /= 10) {
-        digits[at] = static_cast<wchar_t>(L'0' + value % 10);
-    }
-    return digits;
-}
-
 std::wstring Now() {
     const uint64_t ticks = SystemTime();
     const FILETIME utc{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
@@ -194,8 +194,8 @@ uint32_t Log_Flush(void* handle, const wchar_t* module, uint32_t level, const wc
         return 1;
     }
     const std::wstring message(TextOr(text, L""), text == nullptr ? 0 : bytes / sizeof(wchar_t));
-    const std::wstring record = std::to_wstring(level) + L" " + TextOr(module, L"?") + L" " +
-                                TextOr(file, L"?") + L":" + std::to_wstring(line) + L" " + message;
+    const std::wstring record = Digits(level) + L" " + TextOr(module, L"?") + L" " + TextOr(file, L"?") +
+                                L":" + Digits(line) + L" " + message;
     return Append(*static_cast<Settings*>(handle), Utf8(Now() + L" " + Escaped(record) + L"\r\n")) ? 0 : 1;
 } catch (...) {
     return 1;
