@@ -13,7 +13,8 @@ ROOT = Path(__file__).resolve().parents[2]
 LAB = ROOT / "build/lab"
 CELLS = LAB / "matrix"
 SCENARIOS = ROOT / "tests/e2e/scenarios/lifecycle.txt"
-PROGRAM = ROOT / "build/windows/bin/scenarios.exe"
+PRODUCT = ROOT / "build/windows"
+PROGRAM = PRODUCT / "bin/scenarios.exe"
 PASSED = re.compile(r"^\[  (PASSED  |SKIPPED )\] [1-9]", re.MULTILINE)
 
 
@@ -104,6 +105,8 @@ def run_column(lab, version, rows, done, stopped):
         if stopped.is_set():
             return
         done.append(run_step(lab, version, number, step))
+    if any(result["problem"] for result in done):
+        lab.call(start, "lab_is_spoilt")  # the next version starts with a prefix of its own
 
 
 def run_step(lab, version, number, step):

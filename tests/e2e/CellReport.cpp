@@ -77,7 +77,9 @@ Json Machine() {
         renamed.push_back(RenamedFile(path, pending));
     }
     const std::wstring shared = ServiceKey(L"qxcomm");
-    return {{"drivers", drivers},
+    const auto plugin = tools::IdentityOf(L"driverSteward.dll");
+    return {{"plug-in", plugin ? plugin->version : ""},
+            {"drivers", drivers},
             {"registry",
              {{"PermCount", NumberOrNull(shared, L"PermCount")},
               {"InstalledByOrpl", NumberOrNull(shared, L"InstalledByOrpl")},
