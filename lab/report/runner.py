@@ -13,8 +13,8 @@ ROOT = Path(__file__).resolve().parents[2]
 LAB = ROOT / "build/lab"
 CELLS = LAB / "matrix"
 SCENARIOS = ROOT / "tests/e2e/scenarios/lifecycle.txt"
-PRODUCT = ROOT / "build/windows"
-PROGRAM = PRODUCT / "bin/scenarios.exe"
+PRODUCT = ROOT / "build/product"
+PROGRAM = ROOT / "build/tests/bin/scenarios.exe"
 PASSED = re.compile(r"^\[  (PASSED  |SKIPPED )\] [1-9]", re.MULTILINE)
 
 

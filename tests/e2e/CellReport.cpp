@@ -1,5 +1,6 @@
 #include "e2e/CellReport.h"
 
+#include "CallTree.h"
 #include "WindowsFiles.h"
 #include "e2e/Machine.h"
 #include "support/LogCapture.h"
@@ -34,8 +35,8 @@ bool IsMarkedForDeletion(const std::wstring& name) {
     const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
     const ServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_CHANGE_CONFIG));
     return service &&
-           !ChangeServiceConfigW(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, nullptr,
-                                 nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) &&
+           !ChangeServiceConfigW(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                 nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) &&
            GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
 }
 
@@ -77,8 +78,7 @@ Json Machine() {
         renamed.push_back(RenamedFile(path, pending));
     }
     const std::wstring shared = ServiceKey(L"qxcomm");
-    const auto plugin = tools::IdentityOf(L"driverSteward.dll");
-    return {{"plug-in", plugin ? plugin->version : ""},
+    return {{"plug-in", VersionOf(L"driverSteward.dll")},
             {"drivers", drivers},
             {"registry",
              {{"PermCount", NumberOrNull(shared, L"PermCount")},
@@ -101,6 +101,35 @@ Json FailuresOf(const testing::TestResult& result) {
     return failures;
 }
 
+Json CodeInDigits(uint32_t code) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%08X", code);
+    return text;
+}
+
+// As "stewardHost --trace" shows it.
+Json Tree(const std::vector<tools::LogLine>& lines) {
+    constexpr const char* kMarks[] = {"", "condition", "failure"}; // of TreeRow::Mark
+    Json rows = Json::array();
+    for (const tools::TreeRow& row : tools::RowsOf(tools::TreeOf(lines))) {
+        rows.push_back({{"mark", kMarks[static_cast<size_t>(row.mark)]}, {"text", row.text}});
+    }
+    return rows;
+}
+
+Json Log(const std::vector<tools::LogLine>& lines) {
+    Json log = Json::array();
+    for (const tools::LogLine& line : lines) {
+        log.push_back({{"ms", static_cast<double>(line.microseconds) / 1000},
+                       {"level", line.level},
+                       {"module", line.module},
+                       {"file", line.file},
+                       {"line", line.line},
+                       {"text", line.message}});
+    }
+    return log;
+}
+
 class Listener : public testing::EmptyTestEventListener {
   public:
     explicit Listener(std::string file) : file_(std::move(file)) {}
@@ -111,12 +140,9 @@ class Listener : public testing::EmptyTestEventListener {
     }
 
     void OnTestEnd(const testing::TestInfo& test) override {
-        const Json cell = {{"step", test.name()},
-                           {"skipped", test.result()->Skipped()},
-                           {"actions", actions},
-                           {"before", before_},
-                           {"after", Machine()},
-                           {"failures", FailuresOf(*test.result())}};
+        const Json cell = {{"step", test.name()}, {"skipped", test.result()->Skipped()},
+                           {"actions", actions},  {"before", before_},
+                           {"after", Machine()},  {"failures", FailuresOf(*test.result())}};
         std::ofstream(file_, std::ios::binary) << cell.dump(1, ' ', true, Json::error_handler_t::replace);
     }
 
@@ -128,28 +154,22 @@ class Listener : public testing::EmptyTestEventListener {
 } // namespace
 
 RecordedAction::RecordedAction(HMODULE plugin, const std::string& text) : began_(Milliseconds()) {
-    actions.push_back({{"text", text}, {"code", nullptr}, {"ms", 0}, {"log", Json::array()}});
-    flush_.emplace(plugin, [this](void* handle, const wchar_t* module, uint32_t level,
-                                                          const wchar_t* file, uint32_t line,
-                                                          const wchar_t* message, uint32_t bytes) {
+    actions.push_back({{"text", text}});
+    flush_.emplace(plugin, [this](void* handle, const wchar_t* module, uint32_t level, const wchar_t* file,
+                                  uint32_t line, const wchar_t* message, uint32_t bytes) {
         const std::wstring_view units(message == nullptr ? L"" : message, bytes / sizeof(wchar_t));
-        actions.back()["log"].push_back({{"ms", Milliseconds() - began_},
-                                         {"level", level},
-                                         {"module", Utf8(module)},
-                                         {"file", Utf8(file)},
-                                         {"line", line},
-                                         {"text", Utf8(units)}});
+        lines_.push_back({static_cast<int64_t>(1000 * (Milliseconds() - began_)), level, Utf8(module),
+                          Utf8(file), line, Utf8(units)});
         return flush_->Original(handle, module, level, file, line, message, bytes);
     });
 }
 
 RecordedAction::~RecordedAction() {
-    actions.back()["ms"] = Milliseconds() - began_;
-    if (code_) {
-        char text[16];
-        std::snprintf(text, sizeof text, "%08X", *code_);
-        actions.back()["code"] = text;
-    }
+    Json& action = actions.back();
+    action["code"] = code_ ? CodeInDigits(*code_) : Json();
+    action["ms"] = Milliseconds() - began_;
+    action["tree"] = Tree(lines_);
+    action["log"] = Log(lines_);
 }
 
 void ReportCell() {

@@ -1,7 +1,8 @@
-// What one scenario did, as JSON for the lab's report: written to the file that STEWARD_CELL_REPORT names, by a
-// program that runs one scenario. Without that variable nothing is recorded.
+// What one scenario did, as JSON for the lab's report: written to the file that STEWARD_CELL_REPORT names, by
+// a program that runs one scenario. Without that variable nothing is recorded.
 #pragma once
 
+#include "LogReader.h"
 #include "support/ImportPatch.h"
 
 #include "traceSink.h"
@@ -16,7 +17,8 @@ namespace steward::test {
 // One action of the plug-in: the log lines that it writes while this lives, each with its time.
 class RecordedAction {
   public:
-    // `text` says what is done, as the scenario does ("update v2"). The lines go on to whoever caught them before.
+    // `text` says what is done, as the scenario does ("update v2"). The lines go on to whoever caught them
+    // before.
     RecordedAction(HMODULE plugin, const std::string& text);
     RecordedAction(const RecordedAction&) = delete;
     RecordedAction& operator=(const RecordedAction&) = delete;
@@ -30,6 +32,7 @@ class RecordedAction {
 
     double began_ = 0; // milliseconds
     std::optional<uint32_t> code_;
+    std::vector<tools::LogLine> lines_;
     std::optional<Flush> flush_;
 };
 
