@@ -5,10 +5,10 @@
 #include "config/FileText.h"
 #include "config/SaveCfgHelper.h"
 #include "config/SysConfigManager.h"
-#include "config/Utf8.h"
 #include "util/Handles.h"
 #include "util/RegKey.h"
 #include "util/Std_Utils_File.h"
+#include "util/Utf8.h"
 
 #include <windows.h>
 
@@ -102,9 +102,8 @@ class Config {
 class Replacement {
   public:
     explicit Replacement(ConfigPath target)
-        : target_(std::move(target)), path_{target_.folder, target_.name + L"." +
-                                                                std::to_wstring(GetCurrentProcessId()) +
-                                                                L".new"} {}
+        : target_(std::move(target)),
+          path_{target_.folder, target_.name + L"." + std::to_wstring(GetCurrentProcessId()) + L".new"} {}
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
     ~Replacement() { DeleteFileW(path_.Full().c_str()); }

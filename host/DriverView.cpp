@@ -1,9 +1,9 @@
 #include "DriverView.h"
 
 #include "WindowsFiles.h"
-#include "config/Utf8.h"
 #include "plugin/DriverTable.h"
 #include "util/Handles.h"
+#include "util/Utf8.h"
 
 #include "setupKit.h"
 

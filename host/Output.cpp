@@ -1,7 +1,7 @@
 #include "Output.h"
 
 #include "Json.h"
-#include "config/Utf8.h"
+#include "util/Utf8.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "PluginLibrary.h"
 
-#include "config/Utf8.h"
+#include "util/Utf8.h"
 
 #include <windows.h>
 

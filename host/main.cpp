@@ -5,7 +5,7 @@
 #include "PluginLibrary.h"
 
 #include "Console.h"
-#include "config/Utf8.h"
+#include "util/Utf8.h"
 
 #include <windows.h>
 

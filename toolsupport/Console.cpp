@@ -1,6 +1,6 @@
 #include "Console.h"
 
-#include "config/Utf8.h"
+#include "util/Utf8.h"
 
 namespace steward::tools {
 

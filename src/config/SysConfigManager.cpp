@@ -3,9 +3,9 @@
 #include "config/ConfigDocument.h"
 #include "config/FileText.h"
 #include "config/SaveCfgHelper.h"
-#include "config/Utf8.h"
 #include "util/Log.h"
 #include "util/Std_Utils_File.h"
+#include "util/Utf8.h"
 
 #include <algorithm>
 #include <exception>

@@ -17,6 +17,8 @@ bool IsRunningVersion(const std::string& what) {
         {"win8", {"win8", "restart", "overwrites", "boot"}},
         {"win81", {"win81", "restart", "overwrites", "boot"}},
         {"win10", {"win10", "restart", "renames", "boot"}},
+        {"win2022", {"win2022", "restart", "renames", "boot"}},
+        {"win11", {"win11", "restart", "renames", "boot"}},
     };
     const char* const running = std::getenv("STEWARD_OS");
     if (running == nullptr || !kGroups.contains(running)) {

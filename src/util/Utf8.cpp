@@ -1,4 +1,4 @@
-#include "config/Utf8.h"
+#include "util/Utf8.h"
 
 #include <windows.h>
 
