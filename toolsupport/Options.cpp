@@ -1,6 +1,6 @@
 #include "Options.h"
 
-#include "config/Utf8.h"
+#include "util/Utf8.h"
 
 #include <algorithm>
 #include <iterator>

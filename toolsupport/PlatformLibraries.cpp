@@ -1,6 +1,6 @@
 #include "PlatformLibraries.h"
 
-#include "config/Utf8.h"
+#include "util/Utf8.h"
 
 #include "setupKit.h"
 #include "traceSink.h"
