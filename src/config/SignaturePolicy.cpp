@@ -82,6 +82,10 @@ bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder) {
     manager.Load();
     manager.GetSysConfig(kSignaturePolicyGroup, configName, value);
     manager.Unload();
+    return MeansOn(value);
+}
+
+bool MeansOn(const std::wstring& value) {
     return _wtoi(value.c_str()) == 1;
 }
 

@@ -37,4 +37,7 @@ bool ReadPlatformFolder(std::wstring& folder);
 inline constexpr wchar_t kSignaturePolicyGroup[] = L"ORPL_ALL";
 const wchar_t* SignaturePolicyNameOf(uint32_t setting);
 
+// Whether a setting with this value is on: only a text that _wtoi reads as 1 is.
+bool MeansOn(const std::wstring& value);
+
 } // namespace steward
