@@ -48,6 +48,18 @@ bool IsUtf8(std::string_view bytes) {
                                                 static_cast<int>(bytes.size()), nullptr, 0) != 0;
 }
 
+// "&#0;", which no XML may hold: the parser would end the value there.
+bool RefersToNul(std::string_view text) {
+    for (size_t at = text.find("&#"); at != std::string_view::npos; at = text.find("&#", at + 1)) {
+        const size_t digits = text.find_first_not_of("xX", at + 2);
+        const size_t end = text.find_first_not_of('0', digits);
+        if (end != std::string_view::npos && end > digits && text[end] == ';') {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::string ReadBytes(const std::wstring& path, const wchar_t* advice) {
     std::optional<std::string> bytes;
     WhileInUse([&] { return (bytes = ReadText(path)).has_value(); });
@@ -129,6 +141,9 @@ Configuration Configuration::FromXml(const std::wstring& path) {
     }
     if (!IsUtf8(text)) {
         Fail(path + L" is not UTF-8; store it as UTF-8 and import it again");
+    }
+    if (RefersToNul(text)) {
+        Fail(path + L" holds a reference to the character 0, which no value can keep; take it out");
     }
     if (!text.starts_with(kByteOrderMark)) {
         text.insert(0, kByteOrderMark); // without it the parser takes character references for single bytes

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <iterator>
 
 namespace steward::configtool {
@@ -51,30 +52,35 @@ std::wstring HolderOf(const std::wstring& path) {
     return isKnown ? WideFromUtf8({text, read}) : L"another process";
 }
 
+[[noreturn]] void FailToLock(const std::wstring& configuration, const std::wstring& path) {
+    const DWORD error = GetLastError();
+    if (error == ERROR_SHARING_VIOLATION) {
+        Fail(configuration + L" is being changed by " + HolderOf(path) +
+             L"; try again when that is done, wait longer with --wait <seconds>, or end that process");
+    }
+    if (error == ERROR_PATH_NOT_FOUND) {
+        Fail(L"there is no folder for " + configuration + L"; make it, or name another file with --file");
+    }
+    Fail(path + L" cannot be made (" + LastErrorText() +
+         L"); check that you may write in the folder, elevated if need be");
+}
+
 } // namespace
 
 ConfigurationLock::ConfigurationLock(const std::wstring& configuration, unsigned seconds) {
     const std::wstring path = LockPath(configuration);
-    unsigned attemptsLeft = seconds * kAttemptsPerSecond;
+    unsigned patience = seconds * kAttemptsPerSecond;
     while (!(file_ = Take(path))) {
         const DWORD error = GetLastError();
-        if (!IsHeld(error) || attemptsLeft == 0 ||
-            (error == ERROR_ACCESS_DENIED && attemptsLeft < kAttemptsPerSecond)) {
-            break;
+        if (patience == 0 || !IsHeld(error)) {
+            FailToLock(configuration, path);
         }
-        --attemptsLeft;
+        // A file about to vanish is gone at once; after a second it is a matter of access rights.
+        patience = error == ERROR_ACCESS_DENIED ? std::min(patience, kAttemptsPerSecond) : patience;
+        --patience;
         Sleep(kPauseMilliseconds);
     }
-    if (file_) {
-        WriteHolder(file_.Get());
-        return;
-    }
-    if (GetLastError() == ERROR_SHARING_VIOLATION) {
-        Fail(configuration + L" is being changed by " + HolderOf(path) +
-             L"; try again when that is done, wait longer with --wait <seconds>, or end that process");
-    }
-    Fail(path + L" cannot be made (" + LastErrorText() +
-         L"); check that the folder exists and that you may write in it, elevated if need be");
+    WriteHolder(file_.Get());
 }
 
 } // namespace steward::configtool
