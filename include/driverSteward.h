@@ -12,6 +12,12 @@
 #include <stdint.h>
 #include <wchar.h>
 
+/* The version of this header and of the plug-in that it belongs to. It stands here and nowhere else. */
+#define DRIVERSTEWARD_VERSION_MAJOR 5
+#define DRIVERSTEWARD_VERSION_MINOR 5
+#define DRIVERSTEWARD_VERSION_PATCH 0
+#define DRIVERSTEWARD_VERSION_BUILD 1256
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -82,7 +88,8 @@ uint32_t Plugin_Interface_EnumerateDriversInfo(DriverStateCallback callback, voi
 /* The identifier of the host module that owns this plug-in: 20005. */
 uint32_t Plugin_Interface_GetHelperOwnerModuleID(void);
 
-/* Stores major, minor and build (5, 5, 1256) into three 32-bit numbers. A null pointer is accepted. */
+/* Stores the plug-in's DRIVERSTEWARD_VERSION_MAJOR, _MINOR and _BUILD into three 32-bit numbers. A null
+ * pointer is accepted. */
 void Plugin_Interface_GetModuleVersion(uint32_t* version);
 
 typedef uint32_t (*DriversDoActionFunction)(const DrvInfo*, uint32_t);

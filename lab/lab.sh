@@ -53,7 +53,7 @@ lab_fail() {
 # A path of this machine as programs in the lab see it.
 lab_path() { printf 'Z:%s' "${1//\//\\}"; }
 
-STEWARD_PACKAGES=$(lab_path "$lab_root/build/windows/packages")
+STEWARD_PACKAGES=$(lab_path "$lab_root/build/product/packages")
 
 # Wine says once per start that it has no 32-bit half: that line is dropped by keeping its own loader script out of the
 # way.

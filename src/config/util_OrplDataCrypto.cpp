@@ -44,7 +44,7 @@ void ReportError(const wchar_t* message) {
     const DWORD error = GetLastError();
     try {
         STEWARD_LOG(5, L"OrplDataCrypto error. ", message);
-        STEWARD_LOG(5, L"error(", std::to_wstring(error), L"). Msg = \"", SystemMessage(error), L"\"");
+        STEWARD_LOG(5, L"error(", std::to_string(error), L"). Msg = \"", SystemMessage(error), L"\"");
     } catch (const std::bad_alloc&) { // the line is lost, not the operation
         SetLastError(error);
     }

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <string>
 
 namespace steward {
 
@@ -48,7 +49,11 @@ DWORD PollIntervalMs(const SERVICE_STATUS& status) {
 // Reaches standard output at once, also when this library has a runtime of its own.
 void PrintControlFailure(const char* function, DWORD error) {
     const LastErrorKeeper keeper;
-    std::printf("ControlService failed! function:%s Error = %d \n", function, static_cast<int>(error));
+    std::fputs("ControlService failed! function:", stdout);
+    std::fputs(function, stdout);
+    std::fputs(" Error = ", stdout);
+    std::fputs(std::to_string(static_cast<int>(error)).c_str(), stdout);
+    std::fputs(" \n", stdout);
     std::fflush(stdout);
 }
 

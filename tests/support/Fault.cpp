@@ -2,6 +2,7 @@
 
 #include "support/ImportPatch.h"
 
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
 

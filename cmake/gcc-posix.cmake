@@ -1,4 +1,4 @@
-# Cross tool chain: 64-bit Windows from Linux, the variant with POSIX threads (std::thread, std::mutex).
+# The tests' tool chain: MinGW-w64 GCC of the POSIX thread model, which GoogleTest needs (std::mutex).
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
