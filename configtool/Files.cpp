@@ -1,7 +1,7 @@
 #include "Files.h"
 
 #include "Failure.h"
-#include "config/SignaturePolicy.h"
+#include "config/SignatureSettings.h"
 #include "config/SysConfigManager.h"
 #include "util/Handles.h"
 

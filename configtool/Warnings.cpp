@@ -1,6 +1,6 @@
 #include "Warnings.h"
 
-#include "config/SignaturePolicy.h"
+#include "config/SignatureSettings.h"
 #include "util/Utf8.h"
 
 #include <algorithm>

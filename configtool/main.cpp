@@ -11,6 +11,8 @@
 namespace {
 
 using namespace steward::configtool;
+using steward::tools::Dump;
+using steward::tools::Json;
 using steward::tools::ReadLine;
 using steward::tools::UsageError;
 
@@ -19,15 +21,11 @@ enum ExitCode { kSuccess = 0, kFailure = 1, kWrongUsage = 2 };
 constexpr char kVersionLine[] = "stewardConfig " STEWARD_VERSION "\n";
 constexpr int kSchemaVersion = 1;
 
-nlohmann::ordered_json JsonHead(ExitCode code) {
+Json JsonHead(ExitCode code) {
     return {{"schema", kSchemaVersion},
             {"tool", "stewardConfig"},
             {"version", STEWARD_VERSION},
             {"exitCode", code}};
-}
-
-std::string JsonText(const nlohmann::ordered_json& value) {
-    return steward::tools::Dump(value) + "\n";
 }
 
 // "settings" for the commands that ask for some.
@@ -36,13 +34,13 @@ std::string JsonAnswer(const Answer& answer, bool hasSettings) {
     json["file"] = answer.file;
     json["warnings"] = answer.warnings;
     if (hasSettings) {
-        json["settings"] = nlohmann::ordered_json::array();
+        json["settings"] = Json::array();
         for (const Setting& setting : answer.settings) {
             json["settings"].push_back(
                 {{"group", setting.group}, {"key", setting.key}, {"value", setting.value}});
         }
     }
-    return JsonText(json);
+    return Dump(json);
 }
 
 std::string Run(const ReadLine& line) {
@@ -87,7 +85,7 @@ int Complain(const std::exception& problem, ExitCode code, bool asJson) {
     if (asJson) {
         auto json = JsonHead(code);
         json["error"] = problem.what();
-        steward::tools::Print(STD_OUTPUT_HANDLE, JsonText(json));
+        steward::tools::Print(STD_OUTPUT_HANDLE, Dump(json));
     }
     steward::tools::Print(STD_ERROR_HANDLE, std::string("stewardConfig: ") + problem.what() + "\n");
     return code;

@@ -1,4 +1,3 @@
-// JSON output of the tools.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -17,10 +16,5 @@ template <typename Document> std::string Dump(const Document& document) {
 
 // UTF-8 text as a JSON string, quotes included. Goes once nobody writes JSON by hand.
 std::string JsonText(std::string_view utf8);
-
-// Indented, in ASCII; ill-formed UTF-8 becomes U+FFFD.
-template <typename Json> std::string Dump(const Json& value) {
-    return value.dump(2, ' ', true, Json::error_handler_t::replace);
-}
 
 } // namespace steward::tools
