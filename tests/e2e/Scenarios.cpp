@@ -16,6 +16,7 @@
 //
 // $package, $drivers, $catalogs, $services and $config stand for folders and the key of the services, $none
 // for nothing. A file's blocks "before" and "after" surround each of its scenarios.
+#include "e2e/CellReport.h"
 #include "e2e/InstalledCatalogs.h"
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
@@ -173,8 +174,10 @@ class Run : public testing::Test {
         plugin_->Log();
         const auto action = kActions.find(words[1]);
         package_ = words[2].find(':') == std::string::npos ? Package(Wide(words[2])) : Wide(words[2]);
+        RecordedAction recorded(plugin_->Module(), rest_);
         result_ = plugin_->Act(action == kActions.end() ? Number(words[1]) : action->second, package_,
                                words.size() > 3 ? Number(words[3]) : 2);
+        recorded.Answered(result_);
     }
 
     void Given(const std::vector<std::string>& words) {
@@ -186,7 +189,9 @@ class Run : public testing::Test {
     void Report(const std::vector<std::string>& words) {
         action_ = "report";
         plugin_->Log();
+        RecordedAction recorded(plugin_->Module(), action_);
         const DriverStateReport report = plugin_->Report();
+        recorded.Answered(report.state);
         EXPECT_EQ(Code(report.report_tag) + " " + std::to_string(report.valid), "22000100 1");
         EXPECT_EQ(report.version, words.size() > 2 ? words[2] : "");
         result_ = report.state;
@@ -321,6 +326,7 @@ const bool kRegistered = [] {
         const char* const file = std::getenv("STEWARD_SCENARIOS");
         static const Script script(file == nullptr ? "" : file);
         Register(script);
+        ReportCell();
         return true;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "STEWARD_SCENARIOS must name a scenario file: %s\n", problem.what());
