@@ -12,10 +12,25 @@ namespace {
 
 constexpr DWORD kLimitMilliseconds = 60'000;
 
-FileHandle InheritableFile(const std::filesystem::path& path) {
+FileHandle InheritableFile(const std::filesystem::path& path, DWORD access = GENERIC_WRITE) {
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+    return FileHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+// This program's token, without its membership of the Administrators when the circumstance wants that.
+FileHandle TokenFor(Circumstance circumstance) {
+    BYTE administrators[SECURITY_MAX_SID_SIZE];
+    DWORD bytes = sizeof administrators;
+    CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &bytes);
+    SID_AND_ATTRIBUTES disabled{administrators, 0};
+    HANDLE own = nullptr;
+    HANDLE token = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &own);
+    const FileHandle owner(own);
+    CreateRestrictedToken(own, 0, circumstance == Circumstance::NoAdministrator ? 1 : 0, &disabled, 0,
+                          nullptr, 0, nullptr, &token);
+    return FileHandle(token);
 }
 
 } // namespace
@@ -25,7 +40,7 @@ std::string ReadWholeFile(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
+ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, Circumstance circumstance) {
     std::wstring self(MAX_PATH, L'\0');
     self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
     const auto tool = std::filesystem::path(self).replace_filename(program);
@@ -36,7 +51,8 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
 
     ToolRun run{0xFFFF, "", ""};
     {
-        const FileHandle outputFile = InheritableFile(output);
+        const bool outputFails = circumstance == Circumstance::OutputFails;
+        const FileHandle outputFile = InheritableFile(output, outputFails ? GENERIC_READ : GENERIC_WRITE);
         const FileHandle errorFile = InheritableFile(errors);
         STARTUPINFOW start{};
         start.cb = sizeof start;
@@ -45,8 +61,8 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
         start.hStdError = errorFile.Get();
         PROCESS_INFORMATION started{};
         std::wstring command = L"\"" + tool.wstring() + L"\" " + arguments;
-        if (CreateProcessW(tool.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                           &started)) {
+        if (CreateProcessAsUserW(TokenFor(circumstance).Get(), tool.c_str(), command.data(), nullptr, nullptr,
+                                 TRUE, 0, nullptr, nullptr, &start, &started)) {
             const FileHandle process(started.hProcess);
             const FileHandle thread(started.hThread);
             DWORD exitCode = 0;

@@ -11,8 +11,15 @@ struct ToolRun {
     std::string errors;
 };
 
-// `program` lies beside the test; `arguments` are as typed behind its name.
-ToolRun RunTool(const std::wstring& program, const std::wstring& arguments);
+enum class Circumstance {
+    Usual,
+    OutputFails,     // nothing can be written to standard output
+    NoAdministrator, // the program runs without an administrator's rights
+};
+
+// `program` lies beside the test, or is a full path; `arguments` are as typed behind its name.
+ToolRun RunTool(const std::wstring& program, const std::wstring& arguments,
+                Circumstance circumstance = Circumstance::Usual);
 
 // Empty when there is no such file.
 std::string ReadWholeFile(const std::wstring& path);
