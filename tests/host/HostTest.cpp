@@ -41,7 +41,7 @@ struct HostCase {
     unsigned exitCode;
     const char* records; // that the plug-in is handed
     const char* says;    // a part of what is written
-    Circumstance circumstance = Circumstance::Usual;
+    ToolStreams streams = {};
 };
 
 // Faults: another exit code than documented; records after the one that ends the batch are handed over; an
@@ -70,11 +70,17 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
          " (install C:\\pack\u00e4ge\\nested) is at work on the drivers; "},
         {kFake + L"--force --json install 201A0001", 0, "1/0/0 ",
          "\"code\":\"0x201A0001\",\"name\":\"success\""},
-        {kFake + L"--force install 201A0001", 1, "1/0/0 ", "the output cannot be written; check",
-         Circumstance::OutputFails},
-        {kFake + L"--force install 201A0001", 1, "",
-         "stewardHost: this needs an administrator's rights; start it", Circumstance::NoAdministrator},
-        {kFake + L"status --strict", 1, "", "not everything is seen", Circumstance::NoAdministrator},
+        {kFake + L"--force install 201A0001",
+         1,
+         "1/0/0 ",
+         "the output cannot be written; check",
+         {.refusesOutput = true}},
+        {kFake + L"--force install 201A0001",
+         1,
+         "",
+         "stewardHost: this needs an administrator's rights; start it",
+         {.isElevated = false}},
+        {kFake + L"status --strict", 1, "", "not everything is seen", {.isElevated = false}},
         {kFake + L"install 201A0001", 1, "",
          "qxcomm: there is no C:\\pack\u00e4ge\\201A0001\\qxcomm.inf; complete"},
         {kFake + L"install C:\\nowhere", 1, "", "there is no folder C:\\nowhere\\; check the path"},
@@ -113,7 +119,7 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
     for (const HostCase& each : cases) {
         SCOPED_TRACE(each.says);
         GoToFakePackages();
-        const ToolRun run = RunTool(L"stewardHost.exe", each.arguments, each.circumstance);
+        const ToolRun run = RunTool(L"stewardHost.exe", each.arguments, each.streams);
         EXPECT_EQ(run.exitCode, each.exitCode);
         EXPECT_THAT(run.output + run.errors, testing::HasSubstr(each.says));
         EXPECT_EQ(ReadWholeFile(L"records.txt"), each.records);

@@ -12,14 +12,14 @@ namespace {
 
 constexpr DWORD kLimitMilliseconds = 60'000;
 
-FileHandle InheritableFile(const std::filesystem::path& path, DWORD access = GENERIC_WRITE) {
+FileHandle InheritableFile(const std::filesystem::path& path, DWORD access) {
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    return FileHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+    return FileHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ, &inherited, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-// This program's token, without its membership of the Administrators when the circumstance wants that.
-FileHandle TokenFor(Circumstance circumstance) {
+// This program's token, without its membership of the Administrators unless elevated.
+FileHandle Token(bool isElevated) {
     BYTE administrators[SECURITY_MAX_SID_SIZE];
     DWORD bytes = sizeof administrators;
     CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &bytes);
@@ -28,8 +28,7 @@ FileHandle TokenFor(Circumstance circumstance) {
     HANDLE token = nullptr;
     OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &own);
     const FileHandle owner(own);
-    CreateRestrictedToken(own, 0, circumstance == Circumstance::NoAdministrator ? 1 : 0, &disabled, 0,
-                          nullptr, 0, nullptr, &token);
+    CreateRestrictedToken(own, 0, isElevated ? 0 : 1, &disabled, 0, nullptr, 0, nullptr, &token);
     return FileHandle(token);
 }
 
@@ -40,29 +39,33 @@ std::string ReadWholeFile(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, Circumstance circumstance) {
+ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, const ToolStreams& streams) {
     std::wstring self(MAX_PATH, L'\0');
     self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
     const auto tool = std::filesystem::path(self).replace_filename(program);
     const auto folder = std::filesystem::temp_directory_path();
-    const auto suffix = std::to_wstring(GetCurrentProcessId());
+    const auto suffix = std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(GetCurrentThreadId());
+    const auto input = folder / (L"input" + suffix);
     const auto output = folder / (L"output" + suffix);
     const auto errors = folder / (L"errors" + suffix);
 
+    std::ofstream(input, std::ios::binary) << streams.input;
     ToolRun run{0xFFFF, "", ""};
     {
-        const bool outputFails = circumstance == Circumstance::OutputFails;
-        const FileHandle outputFile = InheritableFile(output, outputFails ? GENERIC_READ : GENERIC_WRITE);
-        const FileHandle errorFile = InheritableFile(errors);
+        const FileHandle inputFile = InheritableFile(input, GENERIC_READ);
+        const FileHandle outputFile =
+            InheritableFile(output, streams.refusesOutput ? GENERIC_READ : GENERIC_WRITE);
+        const FileHandle errorFile = InheritableFile(errors, GENERIC_WRITE);
         STARTUPINFOW start{};
         start.cb = sizeof start;
         start.dwFlags = STARTF_USESTDHANDLES;
+        start.hStdInput = inputFile.Get();
         start.hStdOutput = outputFile.Get();
         start.hStdError = errorFile.Get();
         PROCESS_INFORMATION started{};
         std::wstring command = L"\"" + tool.wstring() + L"\" " + arguments;
-        if (CreateProcessAsUserW(TokenFor(circumstance).Get(), tool.c_str(), command.data(), nullptr, nullptr,
-                                 TRUE, 0, nullptr, nullptr, &start, &started)) {
+        if (CreateProcessAsUserW(Token(streams.isElevated).Get(), tool.c_str(), command.data(), nullptr,
+                                 nullptr, TRUE, 0, nullptr, nullptr, &start, &started)) {
             const FileHandle process(started.hProcess);
             const FileHandle thread(started.hThread);
             DWORD exitCode = 0;
@@ -76,6 +79,7 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, Circ
     }
     run.output = ReadWholeFile(output.wstring());
     run.errors = ReadWholeFile(errors.wstring());
+    std::filesystem::remove(input);
     std::filesystem::remove(output);
     std::filesystem::remove(errors);
     return run;
