@@ -21,7 +21,23 @@ constexpr int32_t kOff = 10;
 constexpr int32_t kVerificationSkipped = 1;
 constexpr DWORD kGraceMilliseconds = 120'000;
 
-const wchar_t* ConfigNameOf(uint32_t setting) {
+bool IsVerificationDue() {
+    return SignatureGraceLeftMilliseconds() == 0 && IsModuleLoadSignatureCheckEnabled();
+}
+
+} // namespace
+
+// The 32-bit counter wraps after 49.7 days; the grace then recurs, by design.
+uint32_t SignatureGraceLeftMilliseconds() {
+    const DWORD uptime = GetTickCount();
+    return uptime < kGraceMilliseconds ? kGraceMilliseconds - uptime : 0;
+}
+
+bool ReadPlatformFolder(std::wstring& folder) {
+    return ReadHKLMString(folder, L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir");
+}
+
+const wchar_t* SignaturePolicyNameOf(uint32_t setting) {
     switch (setting) {
     case SP_RESTART_ND_REVERT:
         return L"ORPL_CFG_SP_RESTART_ND_REVERT";
@@ -33,13 +49,6 @@ const wchar_t* ConfigNameOf(uint32_t setting) {
         return nullptr;
     }
 }
-
-bool IsVerificationDue() {
-    // The 32-bit counter wraps after 49.7 days; the grace then recurs, by design.
-    return GetTickCount() >= kGraceMilliseconds && IsModuleLoadSignatureCheckEnabled();
-}
-
-} // namespace
 
 int32_t VerifyFileSignatureWithPolicy(const wchar_t* path, wchar_t* nameBuffer, uint32_t capacity,
                                       bool* trusted) {
@@ -61,17 +70,17 @@ bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder) {
     std::wstring installFolder;
     if (folder != nullptr && *folder != L'\0') {
         installFolder = folder;
-    } else if (!ReadHKLMString(installFolder, L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir")) {
+    } else if (!ReadPlatformFolder(installFolder)) {
         return false;
     }
-    const wchar_t* const configName = ConfigNameOf(setting);
+    const wchar_t* const configName = SignaturePolicyNameOf(setting);
     if (configName == nullptr) {
         return false;
     }
     std::wstring value;
     SysConfigManager manager(installFolder, kSysConfigFileName);
     manager.Load();
-    manager.GetSysConfig(L"ORPL_ALL", configName, value);
+    manager.GetSysConfig(kSignaturePolicyGroup, configName, value);
     manager.Unload();
     return _wtoi(value.c_str()) == 1;
 }

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <string>
 
 namespace steward {
 
@@ -20,11 +21,20 @@ enum SignaturePolicySetting : uint32_t {
 int32_t VerifyFileSignatureWithPolicy(const wchar_t* path, wchar_t* nameBuffer, uint32_t capacity,
                                       bool* trusted);
 
+// How long files are still trusted without a check; 0 when that time is over.
+uint32_t SignatureGraceLeftMilliseconds();
+
 // The module-load policy, read once per process.
 bool IsModuleLoadSignatureCheckEnabled();
 
 // Reads one setting from system_config.cfg in `folder`, or, when that is null or empty, in the platform's
 // installation folder. True only for the value 1; every failure reads as off.
 bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder);
+
+// Where the settings lie: the platform's installation folder (false, `folder` unchanged, when the registry does
+// not tell it), the group and the name of a setting in it (null for an unknown setting).
+bool ReadPlatformFolder(std::wstring& folder);
+inline constexpr wchar_t kSignaturePolicyGroup[] = L"ORPL_ALL";
+const wchar_t* SignaturePolicyNameOf(uint32_t setting);
 
 } // namespace steward
