@@ -70,7 +70,10 @@ ActionLog::ActionLog(const LogWish& wish) {
     if (!wish.file.empty()) {
         file_ = FullPath(wish.file);
         SeeThatItCanBeWritten(file_);
-    } else if (file_ = FileOfEnvironment(); file_.empty() && !wish.action.empty()) {
+    } else if (file_ = FileOfEnvironment(); _wcsicmp(file_.c_str(), L"NUL") == 0) {
+        file_.clear();
+        problem_ = "TRACESINK_FILE asks for no log";
+    } else if (file_.empty() && !wish.action.empty()) {
         UseOwnFile(wish.action);
     }
     read_ = SizeOf(file_);
@@ -107,6 +110,18 @@ tools::Log ActionLog::TakeNew() {
     const std::string text = Unread();
     read_ += text.size();
     return tools::ReadLog(text);
+}
+
+std::string ActionLog::WhyNotReadable() const {
+    switch (LoadedLogLibrary()) {
+    case LogLibrary::Missing:
+        return "there is no traceSink.dll";
+    case LogLibrary::Platform:
+        return "the log is the platform's own; look there";
+    case LogLibrary::StandIn:
+        break;
+    }
+    return problem_;
 }
 
 LogLibrary LoadedLogLibrary() {

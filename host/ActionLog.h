@@ -24,7 +24,8 @@ class ActionLog {
     explicit ActionLog(const LogWish& wish);
 
     [[nodiscard]] const std::wstring& File() const { return file_; } // empty: nothing is kept
-    [[nodiscard]] const std::string& Problem() const { return problem_; }
+    // Why its lines cannot be read; empty when they can. To be asked when the plug-in is loaded.
+    [[nodiscard]] std::string WhyNotReadable() const;
 
     // What was logged since the last call, or since this object was made.
     tools::Log TakeNew();

@@ -105,18 +105,18 @@ Json JsonOfPlugin(const VersionResult& version) {
 
 } // namespace
 
-Json BeginAnswer(const Answer& answer) {
+Json BeginAnswer(const AnswerHead& head) {
     return {{"schemaVersion", kSchemaVersion},
-            {"kind", answer.kind},
+            {"kind", head.kind},
             {"host", {{"version", STEWARD_VERSION}}},
-            {"plugIn", answer.version == nullptr ? Json() : JsonOfPlugin(*answer.version)},
-            {"exitCode", static_cast<int>(answer.exitCode)},
-            {"restartRequired", answer.exitCode == kRestartRequired},
-            {"warnings", answer.warnings}};
+            {"plugIn", head.version == nullptr ? Json() : JsonOfPlugin(*head.version)},
+            {"exitCode", static_cast<int>(head.exitCode)},
+            {"restartRequired", head.exitCode == kRestartRequired},
+            {"warnings", head.warnings}};
 }
 
-Json JsonOfActions(const ActionsResult& result, const Answer& answer) {
-    Json json = BeginAnswer(answer);
+Json JsonOfActions(const ActionsResult& result, const AnswerHead& head) {
+    Json json = BeginAnswer(head);
     json["ending"] = NameOf(result.ending);
     json["records"] = Json::array();
     for (const RecordResult& record : result.records) {
@@ -135,8 +135,8 @@ Json JsonOfActions(const ActionsResult& result, const Answer& answer) {
     return json;
 }
 
-Json JsonOfCheck(const Preflight& preflight, const Answer& answer) {
-    Json json = BeginAnswer(answer);
+Json JsonOfCheck(const Preflight& preflight, const AnswerHead& head) {
+    Json json = BeginAnswer(head);
     json.update(JsonOfRequest(preflight.request));
     json["preflight"] = JsonOfPreflight(preflight);
     json["package"] = JsonOfPackage(preflight.package);
@@ -144,20 +144,20 @@ Json JsonOfCheck(const Preflight& preflight, const Answer& answer) {
     return json;
 }
 
-Json JsonOfStatus(const StatusResult& result, const Answer& answer) {
-    Json json = BeginAnswer(answer);
+Json JsonOfStatus(const StatusResult& result, const AnswerHead& head) {
+    Json json = BeginAnswer(head);
     json["restartRequired"] = !result.machine.restartReasons.empty();
     json["report"] = JsonOfReport(result.report);
     AddMachine(result.machine, json);
     return json;
 }
 
-Json JsonOfVersion(const Answer& answer) {
-    return BeginAnswer(answer);
+Json JsonOfVersion(const AnswerHead& head) {
+    return BeginAnswer(head);
 }
 
-Json JsonOfTrace(const std::string& file, const tools::Log& log, const Answer& answer) {
-    Json json = BeginAnswer(answer);
+Json JsonOfTrace(const std::string& file, const tools::Log& log, const AnswerHead& head) {
+    Json json = BeginAnswer(head);
     json["file"] = file;
     json["lines"] = log.lines.size();
     json["unreadable"] = log.unreadable;

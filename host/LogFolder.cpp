@@ -104,12 +104,15 @@ std::string MakeLogFolder() {
 std::vector<std::wstring> LogsInFolder() {
     std::vector<std::wstring> names;
     WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW((LogFolder() + L"????????-??????-*.log").c_str(), &found);
+    const HANDLE search = FindFirstFileW((LogFolder() + L"*.log").c_str(), &found);
     if (search == INVALID_HANDLE_VALUE) {
         return names;
     }
     do {
-        names.emplace_back(found.cFileName);
+        if (const std::wstring name = found.cFileName;
+            name.size() > 15 && name[8] == L'-' && name[15] == L'-') {
+            names.push_back(name); // "20260102-030405-update-1234.log"
+        }
     } while (FindNextFileW(search, &found));
     FindClose(search);
     std::sort(names.begin(), names.end());

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 
 namespace steward::host {
 
@@ -15,11 +16,12 @@ using tools::LogLine;
 constexpr uint32_t kFailureLevel = 5;
 
 const KnownReason* FindKnown(const LogLine& line) {
-    const auto* const found =
-        std::find_if(kKnownReasons.begin(), kKnownReasons.end(), [&](const KnownReason& known) {
-            return line.message.find(known.mark) != std::string::npos;
-        });
-    return found == kKnownReasons.end() ? nullptr : found;
+    for (const KnownReason& known : kKnownReasons) {
+        if (line.message.find(known.mark) != std::string::npos) {
+            return &known;
+        }
+    }
+    return nullptr;
 }
 
 // "Windows error 32, The process cannot access the file ...", from the number behind the last '=' or, for the
@@ -80,6 +82,15 @@ bool IsReason(const LogLine& line) {
     return known != nullptr && known->counts == CountsFrom::AnyLevel;
 }
 
+std::vector<Reason> DecidingFirst(const std::vector<Reason>& reasons) {
+    std::vector<Reason> ordered;
+    for (const bool decides : {true, false}) {
+        std::copy_if(reasons.begin(), reasons.end(), std::back_inserter(ordered),
+                     [&](const Reason& each) { return each.decides == decides; });
+    }
+    return ordered;
+}
+
 } // namespace
 
 std::vector<Reason> ReasonsIn(const std::vector<LogLine>& lines) {
@@ -98,8 +109,7 @@ std::vector<Reason> ReasonsIn(const std::vector<LogLine>& lines) {
             }
         }
     }
-    std::stable_partition(reasons.begin(), reasons.end(), [](const Reason& each) { return each.decides; });
-    return reasons;
+    return DecidingFirst(reasons);
 }
 
 } // namespace steward::host
