@@ -131,6 +131,7 @@ Json JsonOfActions(const ActionsResult& result, const AnswerHead& head) {
     }
     json["report"] = JsonOfReport(result.report);
     json["log"] = result.log.empty() ? Json() : Json(Utf8FromWide(result.log));
+    json["logProblem"] = result.logProblem.empty() ? Json() : Json(result.logProblem);
     AddMachine(result.machine, json);
     return json;
 }

@@ -74,7 +74,13 @@ Reason ReasonOf(const LogLine& line) {
     return {"unknown", line.message + InBrackets(ErrorIn(line.message, "=")), line.message};
 }
 
+// The plug-in looks whether a service exists, and logs at level 5 that it does not.
+constexpr std::string_view kJustAbsent = "OpenService failed. GetLastError() = 0x424";
+
 bool IsReason(const LogLine& line) {
+    if (line.message == kJustAbsent) {
+        return false;
+    }
     if (line.level >= kFailureLevel) {
         return true;
     }
