@@ -74,12 +74,12 @@ void Progress::Look() {
 }
 
 void Progress::Show(const std::string& text) {
-    if (text.empty() && shown_ == 0) {
+    if (text == shown_) {
         return;
     }
-    const std::string rest(shown_ > text.size() ? shown_ - text.size() : 0, ' ');
+    const std::string rest(shown_.size() > text.size() ? shown_.size() - text.size() : 0, ' ');
     tools::Print(STD_ERROR_HANDLE, "\r" + text + rest + (text.empty() ? "\r" : ""));
-    shown_ = text.size();
+    shown_ = text;
 }
 
 } // namespace steward::host

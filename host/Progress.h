@@ -32,7 +32,7 @@ class Progress {
     FileHandle thread_{nullptr};
     int64_t call_ = 0;    // the call under way, by its time
     DWORD callSince_ = 0; // tick count
-    size_t shown_ = 0;    // columns
+    std::string shown_;
 };
 
 } // namespace steward::host

@@ -43,9 +43,8 @@ constexpr KnownReason kTable[] = {
      "a driver's service cannot be opened%e; where it does not exist, see that the INF's section installs "
      "it"},
     {"fail to query driver[", "driver-missing",
-     "%s is not installed any more: an earlier uninstallation ended behind it; install the package, then "
-     "uninstall it",
-     true, CountsFrom::AnyLevel, "]"},
+     "%s is not installed, which ends a removal; install the package, then uninstall it", true,
+     CountsFrom::AnyLevel, "]"},
     // INF files
     {"Incorrect driver INF filepath.", "inf-missing", "the package lacks an INF file, or it cannot be read"},
     {"Fail to install ", "inf-not-installed", "%s cannot be installed"},
@@ -74,6 +73,8 @@ constexpr KnownReason kTable[] = {
     {"Fail to delete registry: key=", "registry-not-deleted", "the key %s could not be deleted", false},
     {"Failed to set service privilege ", "restriction-not-set",
      "the restriction of a driver's service could not be changed", false},
+    {"GetNamedSecurityInfo error.", "restriction-not-set",
+     "the restriction of a driver's service could not be read%e", false},
     {"Apply privilege to service obj failed.", "restriction-not-set",
      "the restriction of a driver's service could not be written%e", false},
     {"fail to open registry: ", "registry-not-open", "the key %s cannot be opened", false},

@@ -71,7 +71,8 @@ Reason ReasonOf(const LogLine& line) {
         return {std::string(known->id), Filled(known->words, SubjectIn(line.message, *known), error),
                 line.message, known->decides};
     }
-    return {"unknown", line.message + InBrackets(ErrorIn(line.message, "=")), line.message};
+    const bool isRestriction = line.file.find("util_PriviRestrict") != std::string::npos; // decides nothing
+    return {"unknown", line.message + InBrackets(ErrorIn(line.message, "=")), line.message, !isRestriction};
 }
 
 // The plug-in looks whether a service exists, and logs at level 5 that it does not.
