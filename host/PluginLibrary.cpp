@@ -24,6 +24,12 @@ std::wstring FolderOf(const std::wstring& path) {
     return path.substr(0, path.rfind(L'\\') + 1);
 }
 
+// A library that is loaded already serves the plug-in's import of that name, wherever it lies.
+void LoadPlatformLibraries() {
+    tools::IsTraceSinkThere();
+    tools::IsSetupKitThere();
+}
+
 // The DLLs that the plug-in asks for and that are neither in its folder nor where Windows looks.
 std::string MissingLibraries(const std::wstring& path) {
     std::string missing;
@@ -70,6 +76,7 @@ std::wstring PluginPath(const std::wstring& asTyped) {
 
 PluginLibrary::PluginLibrary(const std::wstring& path) {
     tools::LookForPlatformLibrariesIn(FolderOf(path));
+    LoadPlatformLibraries();
     module_ = LoadLibraryExW(path.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
     if (module_ == nullptr) {
         throw std::runtime_error(WhyNotLoaded(path, GetLastError()));
