@@ -2,56 +2,78 @@
 
 #include "util/Utf8.h"
 
+#include <io.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <string_view>
 
 namespace steward::tools {
 
 namespace {
 
-constexpr size_t kConsoleUnits =
-    8'192; // a console of Windows 7 takes 64 KB at most, shared with other programs
-constexpr size_t kFileBytes = 1 << 20;
+HANDLE answers = nullptr; // standard output as the program was given it, once it is kept
 
-bool IsHighSurrogate(wchar_t unit) {
-    return unit >= 0xD800 && unit < 0xDC00;
+HANDLE StreamOf(DWORD standardHandle) {
+    return standardHandle == STD_OUTPUT_HANDLE && answers != nullptr ? answers : GetStdHandle(standardHandle);
 }
 
-bool PrintToConsole(HANDLE console, std::wstring_view text) {
-    while (!text.empty()) {
-        size_t units = std::min(text.size(), kConsoleUnits);
-        if (units > 1 && IsHighSurrogate(text[units - 1])) {
-            --units; // a character is not written in two halves
-        }
+// In pieces: the console of older systems refuses much at once.
+bool PrintToConsole(HANDLE console, const std::wstring& text) {
+    constexpr size_t kPiece = 8000;
+    for (size_t at = 0; at < text.size();) {
+        const auto units = static_cast<DWORD>(std::min(kPiece, text.size() - at));
         DWORD written = 0;
-        if (WriteConsoleW(console, text.data(), static_cast<DWORD>(units), &written, nullptr) == FALSE ||
+        if (!WriteConsoleW(console, text.data() + at, units, &written, nullptr) || written == 0) {
+            return false;
+        }
+        at += written;
+    }
+    return true;
+}
+
+bool PrintToFile(HANDLE file, std::string_view bytes) {
+    while (!bytes.empty()) {
+        DWORD written = 0;
+        if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) ||
             written == 0) {
             return false;
         }
-        text.remove_prefix(written);
+        bytes.remove_prefix(written);
     }
     return true;
 }
 
-bool PrintToFile(HANDLE file, std::string_view text) {
-    while (!text.empty()) {
-        DWORD written = 0;
-        const auto bytes = static_cast<DWORD>(std::min(text.size(), kFileBytes));
-        if (WriteFile(file, text.data(), bytes, &written, nullptr) == FALSE || written == 0) {
-            return false;
-        }
-        text.remove_prefix(written);
-    }
-    return true;
+bool IsConsoleHandle(HANDLE stream) {
+    DWORD mode = 0;
+    return GetConsoleMode(stream, &mode) != FALSE;
 }
 
 } // namespace
 
 bool Print(DWORD standardHandle, const std::string& utf8) {
-    const HANDLE output = GetStdHandle(standardHandle);
-    DWORD mode = 0;
-    return GetConsoleMode(output, &mode) != FALSE ? PrintToConsole(output, WideFromUtf8(utf8))
-                                                  : PrintToFile(output, utf8);
+    const HANDLE stream = StreamOf(standardHandle);
+    return IsConsoleHandle(stream) ? PrintToConsole(stream, WideFromUtf8(utf8)) : PrintToFile(stream, utf8);
+}
+
+void KeepStandardOutputForAnswers() {
+    HANDLE kept = nullptr;
+    const HANDLE process = GetCurrentProcess();
+    if (answers != nullptr || !DuplicateHandle(process, GetStdHandle(STD_OUTPUT_HANDLE), process, &kept, 0,
+                                               FALSE, DUPLICATE_SAME_ACCESS)) {
+        return;
+    }
+    answers = kept;
+    constexpr int kOutput = 1;
+    constexpr int kError = 2;
+    std::fflush(stdout);
+    _dup2(kError, kOutput); // what a library prints through the C runtime that this program uses
+    SetStdHandle(STD_OUTPUT_HANDLE,
+                 GetStdHandle(STD_ERROR_HANDLE)); // and through Windows, or another runtime
+}
+
+bool IsConsole(DWORD standardHandle) {
+    return IsConsoleHandle(StreamOf(standardHandle));
 }
 
 void KeepLogOffTheConsole() {
