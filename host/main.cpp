@@ -1,105 +1,118 @@
 // A command-line service host.
+#include "Actions.h"
 #include "CommandLine.h"
-#include "DriverView.h"
-#include "Output.h"
+#include "Interrupt.h"
+#include "JsonOutput.h"
+#include "OnlyHost.h"
 #include "PluginLibrary.h"
+#include "TextOutput.h"
 
 #include "Console.h"
-#include "util/Utf8.h"
+#include "PlatformLibraries.h"
 
 #include <windows.h>
 
-#include <algorithm>
-#include <cstdio>
+#include <exception>
+#include <stdexcept>
 
 namespace {
 
 using namespace steward;
 using namespace steward::host;
 
-enum ExitCode { kSuccess = 0, kFailure = 1, kWrongUsage = 2, kRestartRequired = 3010 };
-
-void PrintLine(DWORD stream, const std::string& text) {
-    std::fflush(stdout); // the plug-in may have printed
-    tools::Print(stream, text);
-}
-
-std::wstring AbsolutePath(const std::wstring& folder) {
-    std::wstring path(32768, L'\0');
-    path.resize(GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr));
-    return path.empty() ? folder : path;
-}
-
-DrvInfo RecordOf(Request& request) {
-    request.folder = AbsolutePath(request.folder);
-    if (request.folder.size() >= DRV_INFO_PATH_UNITS) {
-        throw UsageError("the package folder's path has " + std::to_string(request.folder.size()) +
-                         " characters; move the package to a path of at most 1023");
+void Answer(const std::string& text) {
+    if (!tools::Print(STD_OUTPUT_HANDLE, text)) {
+        throw std::runtime_error("the output cannot be written; check where standard output goes");
     }
-    if (GetFileAttributesW(request.folder.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        PrintLine(STD_ERROR_HANDLE, "stewardHost: warning: there is no folder " +
-                                        Utf8FromWide(request.folder) + "; check the path\n");
-    }
-    DrvInfo record{};
-    std::copy(request.folder.begin(), request.folder.end(), record.path);
-    record.action = request.action;
-    record.compare_state = request.compareState;
-    return record;
 }
 
-// Ends as the plug-in's own batch does.
-std::vector<RecordResult> RunRecords(const PluginLibrary& plugin, std::vector<Request> requests) {
-    std::vector<DrvInfo> records(requests.size());
-    std::transform(requests.begin(), requests.end(), records.begin(), RecordOf);
-    std::vector<RecordResult> results;
-    for (size_t i = 0; i < records.size(); ++i) {
-        results.push_back({requests[i], plugin.Run(records[i])});
-        if (results.back().code == DS_FAILED_BATCH_ABORTED) {
-            break;
+// Of the work in one word, for another host that waits.
+std::wstring WorkOf(const CommandLine& line) {
+    return line.requests.size() == 1 ? line.requests[0].command + L" " + line.requests[0].folder
+                                     : L"batch of " + std::to_wstring(line.requests.size()) + L" records";
+}
+
+int RunActions(const CommandLine& line) {
+    if (!tools::IsElevated()) {
+        throw std::runtime_error(kNotElevated);
+    }
+    const Interrupt interrupt;
+    const OnlyHost onlyHost(WorkOf(line), line.waitSeconds, interrupt.Event());
+    const PluginLibrary plugin(PluginPath(line.plugin));
+    const ActionsResult result = RunRecords(plugin, line, interrupt);
+    tools::Print(STD_ERROR_HANDLE, WarningsOf(result));
+    if (line.json || result.ending != Ending::Refused || result.records.size() > 1) {
+        Answer(line.json ? JsonOf(result) : TextOf(result));
+    }
+    return result.Answer();
+}
+
+int RunCheck(const CommandLine& line) {
+    const PluginLibrary plugin(PluginPath(line.plugin));
+    const Preflight preflight = LookBefore(line.requests[0]);
+    Answer(TextOf(preflight));
+    return preflight.Answer();
+}
+
+// What can be seen without an administrator's rights is shown, but the plug-in, which would see nothing, is
+// not asked.
+StatusResult LookAtStatus(const PluginLibrary& plugin) {
+    StatusResult status{std::nullopt, tools::LookAtMachine()};
+    if (status.machine.isElevated) {
+        status.report = plugin.Report();
+    }
+    return status;
+}
+
+int RunStatus(const CommandLine& line) {
+    const PluginLibrary plugin(PluginPath(line.plugin));
+    for (;;) {
+        const StatusResult status = LookAtStatus(plugin);
+        if (!status.machine.isElevated) {
+            tools::Print(STD_ERROR_HANDLE,
+                         std::string("stewardHost: not everything is seen: ") + kNotElevated + "\n");
         }
+        Answer(line.json ? JsonOf(status) : TextOf(status));
+        if (!line.watchSeconds || !tools::IsConsole(STD_OUTPUT_HANDLE)) {
+            return line.strict ? status.StrictAnswer() : kSuccess;
+        }
+        Sleep(*line.watchSeconds * 1000);
+        Answer("\n");
     }
-    return results;
 }
 
-int ExitCodeOf(const std::vector<RecordResult>& results) {
-    const auto failed = [](const RecordResult& result) {
-        return result.code != DS_SUCCESS && result.code != DS_SUCCESS_RESTART_REQUIRED;
-    };
-    const auto restart = [](const RecordResult& result) {
-        return result.code == DS_SUCCESS_RESTART_REQUIRED;
-    };
-    return std::any_of(results.begin(), results.end(), failed)    ? kFailure
-           : std::any_of(results.begin(), results.end(), restart) ? kRestartRequired
-                                                                  : kSuccess;
-}
-
-std::string VersionText(const PluginLibrary& plugin) {
-    const auto version = plugin.Version();
-    return "stewardHost " STEWARD_VERSION "\nplug-in " + std::to_string(version[0]) + "." +
-           std::to_string(version[1]) + "." + std::to_string(version[2]) + ", owner module " +
-           std::to_string(plugin.OwnerModuleId()) + "\n";
+int RunVersion(const CommandLine& line) {
+    VersionResult version;
+    version.host = STEWARD_VERSION;
+    try {
+        const PluginLibrary plugin(PluginPath(line.plugin));
+        version.plugin = plugin.Version();
+        version.ownerModuleId = plugin.OwnerModuleId();
+    } catch (const std::runtime_error& problem) {
+        version.problem = problem.what();
+    }
+    Answer(TextOf(version));
+    return kSuccess;
 }
 
 int Run(const CommandLine& line) {
-    if (line.command == Command::Help) {
-        PrintLine(STD_OUTPUT_HANDLE, kHelp);
+    switch (line.command) {
+    case Command::Version:
+        return RunVersion(line);
+    case Command::Status:
+        return RunStatus(line);
+    case Command::Check:
+        return RunCheck(line);
+    case Command::Run:
+        return RunActions(line);
+    default:
+        Answer(tools::HelpText(kTool, line.form));
         return kSuccess;
     }
-    const PluginLibrary plugin(line.plugin);
-    if (line.command == Command::Version) {
-        PrintLine(STD_OUTPUT_HANDLE, VersionText(plugin));
-        return kSuccess;
-    }
-    const std::vector<RecordResult> results = RunRecords(plugin, line.requests);
-    const DriverStateReport report = plugin.Report();
-    const std::vector<DriverView> drivers = LookAtDrivers();
-    PrintLine(STD_OUTPUT_HANDLE, line.json ? JsonOf(results, report, drivers)
-                                           : TextOf(results, line.requests.size(), report, drivers));
-    return ExitCodeOf(results);
 }
 
 int Complain(const std::exception& problem, ExitCode code) {
-    PrintLine(STD_ERROR_HANDLE, std::string("stewardHost: ") + problem.what() + "\n");
+    tools::Print(STD_ERROR_HANDLE, std::string("stewardHost: ") + problem.what() + "\n");
     return code;
 }
 
@@ -108,8 +121,10 @@ int Complain(const std::exception& problem, ExitCode code) {
 int wmain(int argc, wchar_t** argv) {
     try {
         tools::KeepLogOffTheConsole();
+        tools::KeepStandardOutputForAnswers();
+        tools::KeepOwnLogQuiet();
         return Run(ParseCommandLine({argv + 1, argv + argc}));
-    } catch (const UsageError& problem) {
+    } catch (const tools::UsageError& problem) {
         return Complain(problem, kWrongUsage);
     } catch (const std::exception& problem) {
         return Complain(problem, kFailure);

@@ -39,7 +39,7 @@ struct TreeRow {
 
 std::vector<TreeRow> RowsOf(const CallTree& tree);
 std::string TextOf(const CallTree& tree);
-nlohmann::json JsonOf(const CallTree& tree);
+nlohmann::ordered_json JsonOf(const CallTree& tree);
 
 // The call at the log's end that has not returned, the innermost one; null when none is under way.
 const CallNode* CallUnderWay(const CallTree& tree);

@@ -70,14 +70,14 @@ void AddRows(const CallTree& nodes, size_t depth, std::vector<TreeRow>& rows) {
     }
 }
 
-nlohmann::json JsonOfNode(const CallNode& node) {
+nlohmann::ordered_json JsonOfNode(const CallNode& node) {
     if (!node.isCall) {
         return {{"level", node.level}, {"text", node.text}};
     }
     const bool timed = node.entered && node.left;
     return {{"call", node.text},
             {"detail", node.detail},
-            {"milliseconds", timed ? nlohmann::json(static_cast<double>(node.took) / 1000) : nullptr},
+            {"milliseconds", timed ? nlohmann::ordered_json(static_cast<double>(node.took) / 1000) : nullptr},
             {"result", node.result},
             {"failed", node.failed},
             {"entered", node.entered},
@@ -101,8 +101,8 @@ std::string TextOf(const CallTree& tree) {
     return text;
 }
 
-nlohmann::json JsonOf(const CallTree& tree) {
-    nlohmann::json nodes = nlohmann::json::array();
+nlohmann::ordered_json JsonOf(const CallTree& tree) {
+    nlohmann::ordered_json nodes = nlohmann::json::array();
     for (const CallNode& node : tree) {
         nodes.push_back(JsonOfNode(node));
     }

@@ -1,11 +1,8 @@
 #include "config/SignaturePolicy.h"
 
-#include "config/SysConfigManager.h"
-#include "util/RegKey.h"
 #include "util/Std_Utils_Signature.h"
 
-#include <cstdlib>
-#include <string>
+#include <windows.h>
 
 namespace steward {
 
@@ -33,23 +30,6 @@ uint32_t SignatureGraceLeftMilliseconds() {
     return uptime < kGraceMilliseconds ? kGraceMilliseconds - uptime : 0;
 }
 
-bool ReadPlatformFolder(std::wstring& folder) {
-    return ReadHKLMString(folder, L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir");
-}
-
-const wchar_t* SignaturePolicyNameOf(uint32_t setting) {
-    switch (setting) {
-    case SP_RESTART_ND_REVERT:
-        return L"ORPL_CFG_SP_RESTART_ND_REVERT";
-    case SP_MODULE_LOAD:
-        return L"ORPL_CFG_SP_MODULE_LOAD";
-    case SP_MAIN_OBJECTIVE:
-        return L"ORPL_CFG_SP_MAIN_OBJECTIVE";
-    default:
-        return nullptr;
-    }
-}
-
 int32_t VerifyFileSignatureWithPolicy(const wchar_t* path, wchar_t* nameBuffer, uint32_t capacity,
                                       bool* trusted) {
     if (!IsVerificationDue()) {
@@ -64,25 +44,6 @@ bool IsModuleLoadSignatureCheckEnabled() {
         g_moduleLoadPolicyState = QuerySignaturePolicySetting(SP_MODULE_LOAD, nullptr) ? kOn : kOff;
     }
     return g_moduleLoadPolicyState == kOn;
-}
-
-bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder) {
-    std::wstring installFolder;
-    if (folder != nullptr && *folder != L'\0') {
-        installFolder = folder;
-    } else if (!ReadPlatformFolder(installFolder)) {
-        return false;
-    }
-    const wchar_t* const configName = SignaturePolicyNameOf(setting);
-    if (configName == nullptr) {
-        return false;
-    }
-    std::wstring value;
-    SysConfigManager manager(installFolder, kSysConfigFileName);
-    manager.Load();
-    manager.GetSysConfig(kSignaturePolicyGroup, configName, value);
-    manager.Unload();
-    return _wtoi(value.c_str()) == 1;
 }
 
 } // namespace steward

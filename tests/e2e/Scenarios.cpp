@@ -3,7 +3,7 @@
 // Arrange    clean | platform yes|no | stop <driver>... | unregister <driver>...
 //            number <key> <name> <value> | remove <key> <name>
 //            copy <package/file> <folder> | package <name> [<file that it lacks>...] (as C:\package\)
-//            delete <file> | hold <file> | client <mailslot> | catalogs <package>
+//            delete <file> | read-only <file> | hold <file> | client <mailslot> | catalogs <package>
 //            given <action> <package> [<compare state>]    an action whose log is of no interest
 //            fail <import>[@<call>] <error>                faults, see Fault.h
 //            refuse <function>                             likewise of a function that is looked up at run
@@ -262,6 +262,8 @@ class Run : public testing::Test {
          }},
         {"package", CopyPackage},
         {"delete", [](auto& words) { DeleteFileW(Wide(words[1]).c_str()); }},
+        {"read-only",
+         [](auto& words) { SetFileAttributesW(Wide(words[1]).c_str(), FILE_ATTRIBUTE_READONLY); }},
         {"hold",
          [this](auto& words) {
              held_.emplace_back(CreateFileW(Wide(words[1]).c_str(), GENERIC_READ,

@@ -12,9 +12,9 @@ namespace {
 
 constexpr DWORD kLimitMilliseconds = 60'000;
 
-FileHandle InheritableFile(const std::filesystem::path& path) {
+FileHandle InheritableFile(const std::filesystem::path& path, DWORD access) {
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+    return FileHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ, &inherited, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
@@ -25,22 +25,27 @@ std::string ReadWholeFile(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
+ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, const ToolStreams& streams) {
     std::wstring self(MAX_PATH, L'\0');
     self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
     const auto tool = std::filesystem::path(self).replace_filename(program);
     const auto folder = std::filesystem::temp_directory_path();
-    const auto suffix = std::to_wstring(GetCurrentProcessId());
+    const auto suffix = std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(GetCurrentThreadId());
+    const auto input = folder / (L"input" + suffix);
     const auto output = folder / (L"output" + suffix);
     const auto errors = folder / (L"errors" + suffix);
 
+    std::ofstream(input, std::ios::binary) << streams.input;
     ToolRun run{0xFFFF, "", ""};
     {
-        const FileHandle outputFile = InheritableFile(output);
-        const FileHandle errorFile = InheritableFile(errors);
+        const FileHandle inputFile = InheritableFile(input, GENERIC_READ);
+        const FileHandle outputFile =
+            InheritableFile(output, streams.refusesOutput ? GENERIC_READ : GENERIC_WRITE);
+        const FileHandle errorFile = InheritableFile(errors, GENERIC_WRITE);
         STARTUPINFOW start{};
         start.cb = sizeof start;
         start.dwFlags = STARTF_USESTDHANDLES;
+        start.hStdInput = inputFile.Get();
         start.hStdOutput = outputFile.Get();
         start.hStdError = errorFile.Get();
         PROCESS_INFORMATION started{};
@@ -60,6 +65,7 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
     }
     run.output = ReadWholeFile(output.wstring());
     run.errors = ReadWholeFile(errors.wstring());
+    std::filesystem::remove(input);
     std::filesystem::remove(output);
     std::filesystem::remove(errors);
     return run;
