@@ -58,7 +58,9 @@ class Report(unittest.TestCase):
                 (recorded(), "exit code 3: watchdog", "failed", "exit code 3: watchdog"),
                 (None, "", "failed", "the program ended without a report"),
                 (recorded()[:-9], "", "failed", "the program's report is damaged"),
-                (recorded(failures=[difference]), "exit code 1: x", "failed", difference.replace("\n", " "))):
+                (recorded(failures=[difference]), "exit code 1: x", "failed", "missing: 5 what\x1b it says"),
+                (recorded(failures=['a\n  Which is: "1"\nb\n  Which is: "2"']), "", "failed",
+                 '"1" where "2" was expected')):
             with self.subTest(outcome=outcome, reason=reason):
                 report = self.report(update, problem)
                 cell = report["columns"][0]["cells"][2]
