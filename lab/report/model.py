@@ -23,7 +23,7 @@ def build(versions, steps, results, seconds):
         see_restarts(cells)
         columns.append({"version": version, "cells": cells, "lives": life.lives(cells)})
     return {"schema": 1, "tested": tested(columns), "steps": steps, "columns": columns,
-            "counts": counts(columns), "seconds": round(seconds, 1)}
+            "left out": runner.versions_left_out(), "counts": counts(columns), "seconds": round(seconds, 1)}
 
 
 def load():
