@@ -29,6 +29,14 @@ def versions():
     return listed.stdout.split()
 
 
+def versions_left_out():
+    """The Windows versions that only another Wine can set."""
+    known = subprocess.run(["bash", "-c", '. lab/lab.sh; printf "%s" "$lab_known_versions"'], cwd=ROOT, text=True,
+                           stdout=subprocess.PIPE, check=True).stdout
+    offered = versions()
+    return [line.split()[0] for line in known.splitlines() if line.strip() and line.split()[0] not in offered]
+
+
 def steps():
     """The scenarios and restarts in their order, each with its text and where it stands."""
     found = []
