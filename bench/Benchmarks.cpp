@@ -18,6 +18,7 @@
 
 #include <wincrypt.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>

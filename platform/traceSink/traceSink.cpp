@@ -13,6 +13,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <cwchar>
 #include <string>
 #include <utility>

@@ -1,6 +1,7 @@
 #include "e2e/Plugin.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <regex>
 #include <stdexcept>

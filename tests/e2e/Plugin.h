@@ -5,6 +5,7 @@
 
 #include "driverSteward.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>

@@ -10,6 +10,7 @@
 #include <psapi.h>
 
 #include <algorithm>
+#include <cstdint>
 
 namespace steward::test {
 

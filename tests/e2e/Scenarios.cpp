@@ -27,6 +27,7 @@
 #include "util/RegKey.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <map>

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <wincrypt.h>
 
+#include <cstdint>
 #include <numeric>
 
 namespace steward::test {
