@@ -13,7 +13,7 @@ import time
 from report import runner
 
 LIMIT = 60  # seconds for an answer
-LOOK = (runner.ROOT / "lab/report/look.js")
+LOOK = runner.ROOT / "lab/report/look.js"
 OPTIONS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-background-networking", "--disable-extensions",
            "--disable-component-update", "--disable-sync", "--no-first-run", "--remote-debugging-pipe")
 
@@ -38,8 +38,7 @@ def views(browser, html):
     for name, width, scheme, cell in (("", 1440, "light", False), ("-dark", 1440, "dark", False),
                                       ("-narrow", 400, "light", False), ("-cell", 1440, "light", True),
                                       ("-cell-dark", 1440, "dark", True), ("-cell-narrow", 400, "dark", True)):
-        browser.call("Emulation.setDeviceMetricsOverride", width=width, height=900, deviceScaleFactor=1,
-                     mobile=width < 500)
+        browser.call("Emulation.setDeviceMetricsOverride", width=width, height=900, deviceScaleFactor=1, mobile=False)
         browser.call("Emulation.setEmulatedMedia", media="screen",
                      features=[{"name": "prefers-color-scheme", "value": scheme}])
         browser.open(address)
@@ -51,7 +50,7 @@ def views(browser, html):
     browser.call("Emulation.setEmulatedMedia", media="", features=[])
     printed = browser.call("Page.printToPDF", preferCSSPageSize=True, printBackground=True)
     html.with_suffix(".pdf").write_bytes(base64.b64decode(printed["data"]))
-    fetched = {asked for asked in browser.requests if asked.split("#")[0] != address and not asked.startswith("data:")}
+    fetched = {asked for asked in browser.requests if asked.split("#")[0] not in (address, "about:blank") and not asked.startswith("data:")}
     return problems + [f"fetched {asked}" for asked in sorted(fetched)] + browser.complaints
 
 
@@ -131,13 +130,13 @@ class Browser:
             self.loaded = True
 
     def open(self, address):
-        """Loads a page anew."""
-        self.call("Page.navigate", url="about:blank")
-        self.loaded = False
-        if "errorText" in self.call("Page.navigate", url=address):
-            raise RuntimeError(f"Chromium cannot open {address}")
-        while not self.loaded:
-            self.receive()
+        """Loads a page anew, also where it would only move to another place in it."""
+        for each in ("about:blank", address):
+            self.loaded = False
+            if "errorText" in self.call("Page.navigate", url=each):
+                raise RuntimeError(f"Chromium cannot open {each}")
+            while not self.loaded:
+                self.receive()
 
     def evaluate(self, expression, script=""):
         """The value of an expression in the page."""

@@ -23,7 +23,7 @@ def build(versions, steps, results, seconds):
         see_restarts(cells)
         columns.append({"version": version, "cells": cells, "lives": life.lives(cells)})
     return {"schema": 1, "tested": tested(columns), "steps": steps, "columns": columns,
-            "counts": counts(columns), "seconds": round(seconds, 1)}
+            "left out": runner.versions_left_out(), "counts": counts(columns), "seconds": round(seconds, 1)}
 
 
 def load():
@@ -52,7 +52,7 @@ def cell(version, number, step, result, meanings):
         "code": code, "seconds": result.get("seconds"), "actions": actions,
         "milliseconds": sum(action["ms"] for action in actions),
         "reason": reason(problem, failures), "differences": [marked(failure) for failure in failures],
-        "output": log.read_text(errors="replace")[-4000:] if problem and log.exists() else "",
+        "output": log.read_text(errors="replace")[-4000:] if problem and not failures and log.exists() else "",
         "repeat": f"./dev lab {version}" + ("" if step["name"] == "restart" else f" {step['name']}"),
         "log": str(log.relative_to(runner.ROOT)),
         "before": recorded["before"], "after": recorded["after"],
@@ -92,9 +92,15 @@ def outcome(made, skipped):
 
 def reason(problem, failures):
     """In one line why the cell failed; empty for a cell that did not."""
-    if failures:
-        return " ".join(failures[0].split("\n", 3)[:3]).strip()
-    return problem
+    if not failures:
+        return problem
+    lines = [line for line in marked(failures[0]) if line["mark"]]
+    values = re.findall(r"Which is: (.*)", failures[0])
+    if lines:
+        return ("missing: " if lines[0]["mark"] == "-" else "not expected: ") + lines[0]["text"][1:].strip()
+    if len(values) == 2:
+        return f"{values[0]} where {values[1]} was expected"
+    return failures[0].split("\n")[0]
 
 
 def marked(failure):

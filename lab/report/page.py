@@ -1,9 +1,11 @@
 """Writes what a run leaves in build/lab: the page, the same as JSON, and JUnit's XML for other people's CI."""
 
 import json
+import re
 from xml.etree import ElementTree
 
 import jinja2
+import markupsafe
 
 from report import model, picture, runner
 
@@ -28,7 +30,7 @@ def rendered(template, report, **more):
     environment = jinja2.Environment(loader=jinja2.FileSystemLoader(TEMPLATES), trim_blocks=True, lstrip_blocks=True,
                                      undefined=jinja2.StrictUndefined,
                                      autoescape=lambda name: ".md" not in name and ".css" not in name)
-    environment.filters["duration"] = duration
+    environment.filters.update(duration=duration, breakable=breakable)
     return environment.get_template(template).render(
         report=report, outcomes=OUTCOMES, picture=picture.layout(report), **more)
 
@@ -36,6 +38,11 @@ def rendered(template, report, **more):
 def duration(milliseconds):
     """A time for a person: "340 ms", "3.1 s"."""
     return f"{milliseconds:.0f} ms" if milliseconds < 1000 else f"{milliseconds / 1000:.1f} s"
+
+
+def breakable(name):
+    """A name in camel case that may be broken between its words."""
+    return markupsafe.Markup("<wbr>").join(re.split(r"(?<=[a-z])(?=[A-Z])", name))
 
 
 def junit(report):

@@ -1,12 +1,14 @@
 """Where each part of the picture of the drivers' lives stands; templates/lives.svg.j2 draws it."""
 
-LEFT = 132  # of the first step
+LEFT = 152  # of the first step
 SLOT = 38  # the width of a step
 TOP = 172  # of the first lane, below the steps' names
 LANE = 15
 BAR = 11
 GAP = 14  # between two Windows versions
 LEGEND = 44
+
+LETTER = 6.4  # about the width of one in the legend
 
 STATES = {"running": "running", "stopped": "stopped", "old": "running its old, renamed image",
           "removed": "running, gone after the restart", "absent": "absent", "unknown": "not seen"}
@@ -26,7 +28,18 @@ def layout(report):
             "left": LEFT, "right": LEFT + SLOT * len(steps), "groups": groups, "legend_top": top + 6,
             "steps": [{"name": name, "x": LEFT + SLOT * number, "middle": LEFT + SLOT * number + SLOT / 2,
                        "restart": name == "restart"} for number, name in enumerate(steps)],
-            "slot": SLOT, "bar": BAR, "states": STATES}
+            "slot": SLOT, "bar": BAR, "legend": legend()}
+
+
+def legend():
+    """The states with their places."""
+    places = []
+    x = LEFT
+    for state, meaning in STATES.items():
+        if state != "unknown":
+            places.append({"state": state, "x": x, "words": meaning})
+            x += 30 + LETTER * len(meaning) + 18
+    return places
 
 
 def lane(life, top, steps):

@@ -29,6 +29,14 @@ def versions():
     return listed.stdout.split()
 
 
+def versions_left_out():
+    """The Windows versions that only another Wine can set."""
+    known = subprocess.run(["bash", "-c", '. lab/lab.sh; printf "%s" "$lab_known_versions"'], cwd=ROOT, text=True,
+                           stdout=subprocess.PIPE, check=True).stdout
+    offered = versions()
+    return [line.split()[0] for line in known.splitlines() if line.strip() and line.split()[0] not in offered]
+
+
 def steps():
     """The scenarios and restarts in their order, each with its text and where it stands."""
     found = []
@@ -117,7 +125,7 @@ def run_step(lab, version, number, step):
         code = lab.call(log, "lab_restart")
         problem = "" if code == 0 else f"the lab did not restart: {last_line(log)}"
     else:
-        code = lab.call(log, "lab_wine", str(PROGRAM), f"--gtest_filter=Scenario.{step['name']}",
+        code = lab.call(log, "lab_in_scratch", str(PROGRAM), f"--gtest_filter=Scenario.{step['name']}",
                         STEWARD_OS=version, STEWARD_SCENARIOS=windows_path(SCENARIOS),
                         STEWARD_CELL_REPORT=windows_path(report))
         problem = problem_of(code, log)
