@@ -1,10 +1,17 @@
 # How the product is compiled and linked; docs/hardening.md says why.
+set(fetched build/third_party)
+file(RELATIVE_PATH relative_source ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+file(RELATIVE_PATH relative_fetched ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR}/${fetched})
 add_compile_options(
     -fstack-protector-strong
     # An import that is not declared as one would need the table of addresses patched at the start.
     -fno-auto-import
-    # Symbols for crash dumps that say nothing of the machine they were made on.
-    -g -gcodeview -gno-codeview-command-line -fdebug-compilation-dir=.)
+    # Symbols for crash dumps that say nothing of the machine they were made on: the same bytes from every folder,
+    # whether a file is named by its full path or, as the compiler cache does, relative to the build folder.
+    -g -gcodeview -gno-codeview-command-line
+    -fdebug-compilation-dir=nowhere -fdebug-prefix-map=nowhere=
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}=driverSteward -ffile-prefix-map=${relative_source}=driverSteward/
+    -ffile-prefix-map=${relative_fetched}=driverSteward/${fetched})
 # The linker notes its arguments in the symbols, this variable's folders among them.
 set(CMAKE_C_LINKER_LAUNCHER ${CMAKE_COMMAND} -E env --unset=LIBRARY_PATH)
 set(CMAKE_CXX_LINKER_LAUNCHER ${CMAKE_C_LINKER_LAUNCHER})

@@ -15,3 +15,6 @@ foreach(name traceSink setupKit)
     set_target_properties(${name} PROPERTIES IMPORTED_IMPLIB ${product_folder}/lib/lib${name}.dll.a)
     add_dependencies(${name} product)
 endforeach()
+
+# Paths in messages are as seen from the top folder.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)

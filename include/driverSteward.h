@@ -1,12 +1,16 @@
 /* What a service host needs to load and call driverSteward.dll. Plain C; little-endian, 64-bit Windows.
  *
- * Load the library by LoadLibraryW and look the four functions up by their undecorated names (the typedefs at
+ * Load the library by its full path and look the four functions up by their undecorated names (the typedefs at
  * the end fit GetProcAddress). All functions run on the caller's thread to completion, keep no handle and
  * throw nothing. One batch at a time: two batches at once would undo each other's lifting of the service
  * restriction.
  */
 #ifndef DRIVERSTEWARD_H
 #define DRIVERSTEWARD_H
+
+#ifndef _WIN64
+#error "driverSteward.dll is a 64-bit Windows library: build the host for 64-bit Windows (x64)"
+#endif
 
 #include <stddef.h>
 #include <stdint.h>
@@ -60,6 +64,9 @@ typedef struct DrvInfo {
 #define DS_PROCEDURE_FAILED 0xE01A000BU     /* update or migration failed: a driver did not stop or start */
 #define DS_FAILED_BATCH_ABORTED 0xE01A000CU /* failed, and the records that follow were not processed */
 #define DS_DRIVER_NOT_STOPPED 0xE01A0019U   /* uninstallation: a running driver could not be stopped */
+
+/* Whether a batch's result code is a success, one that wants a restart included. */
+#define DS_SUCCEEDED(code) (((code) & 0x80000000U) == 0)
 
 enum { DRIVER_STATE_REPORT_TAG = 0x22000100, DRIVER_STATE_VERSION_BYTES = 100 };
 

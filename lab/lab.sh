@@ -53,7 +53,12 @@ lab_fail() {
 # A path of this machine as programs in the lab see it.
 lab_path() { printf 'Z:%s' "${1//\//\\}"; }
 
+# For the test programs: the sample packages, and the scenario file where one is named, like failures.txt.
 STEWARD_PACKAGES=$(lab_path "$lab_root/build/product/packages")
+case ${STEWARD_SCENARIOS:-/} in
+*[/\\]*) ;;
+*) export STEWARD_SCENARIOS && STEWARD_SCENARIOS=$(lab_path "$lab_root/tests/e2e/scenarios/$STEWARD_SCENARIOS") ;;
+esac
 
 # Wine says once per start that it has no 32-bit half: that line is dropped by keeping its own loader script out of the
 # way.
@@ -127,7 +132,7 @@ lab_make() {
 lab_wine() {
     local code=0 busy=$lab_folder/busy-$BASHPID outer=yes
     [ -e "$busy" ] || { outer=no && lab_begin; }
-    timeout --kill-after=10 "$lab_limit" "$lab_loader" "$@" || code=$?
+    timeout --foreground --kill-after=10 "$lab_limit" "$lab_loader" "$@" || code=$?
     if [ "$code" -eq 124 ] || [ "$code" -eq 137 ]; then
         lab_fail "$1 was still running after $lab_limit s" || lab_is_spoilt
     fi
@@ -191,11 +196,19 @@ lab_on() {
     lab_version "$1" && STEWARD_OS=$1 lab_wine "${@:2}"
 }
 
+# Runs a program in an empty folder, so that what it drops anywhere near is no part of the project.
+lab_in_scratch() {
+    local program scratch=$lab_folder/scratch
+    program=$(realpath "$1")
+    rm -rf "$scratch" && mkdir "$scratch" && (cd "$scratch" && lab_wine "$program" "${@:2}")
+}
+
 # Runs a test program. Its exit code alone does not do: Wine has been seen to answer 0 for one that crashed.
 lab_test() {
     local code=0 log
     log=$lab_folder/$(basename "$2" .exe).log
-    lab_on "$@" >"$log" 2>&1 </dev/null || code=$?
+    lab_version "$1" || return
+    STEWARD_OS=$1 lab_in_scratch "${@:2}" >"$log" 2>&1 </dev/null || code=$?
     cat "$log"
     grep -q '^\[==========\] .* ran\.' "$log" || lab_is_spoilt
     lab_passed "$log" || [ "$code" -ne 0 ] || lab_fail "$2 ended without saying that its tests passed"

@@ -18,28 +18,38 @@ HANDLE StreamOf(DWORD standardHandle) {
     return standardHandle == STD_OUTPUT_HANDLE && answers != nullptr ? answers : GetStdHandle(standardHandle);
 }
 
-// In pieces: the console of older systems refuses much at once.
-bool PrintToConsole(HANDLE console, const std::wstring& text) {
-    constexpr size_t kPiece = 8000;
-    for (size_t at = 0; at < text.size();) {
-        const auto units = static_cast<DWORD>(std::min(kPiece, text.size() - at));
+constexpr size_t kConsoleUnits =
+    8'192; // a console of Windows 7 takes 64 KB at most, shared with other programs
+constexpr size_t kFileBytes = 1 << 20;
+
+bool IsHighSurrogate(wchar_t unit) {
+    return unit >= 0xD800 && unit < 0xDC00;
+}
+
+bool PrintToConsole(HANDLE console, std::wstring_view text) {
+    while (!text.empty()) {
+        size_t units = std::min(text.size(), kConsoleUnits);
+        if (units > 1 && IsHighSurrogate(text[units - 1])) {
+            --units; // a character is not written in two halves
+        }
         DWORD written = 0;
-        if (!WriteConsoleW(console, text.data() + at, units, &written, nullptr) || written == 0) {
+        if (WriteConsoleW(console, text.data(), static_cast<DWORD>(units), &written, nullptr) == FALSE ||
+            written == 0) {
             return false;
         }
-        at += written;
+        text.remove_prefix(written);
     }
     return true;
 }
 
-bool PrintToFile(HANDLE file, std::string_view bytes) {
-    while (!bytes.empty()) {
+bool PrintToFile(HANDLE file, std::string_view text) {
+    while (!text.empty()) {
         DWORD written = 0;
-        if (!WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) ||
-            written == 0) {
+        const auto bytes = static_cast<DWORD>(std::min(text.size(), kFileBytes));
+        if (WriteFile(file, text.data(), bytes, &written, nullptr) == FALSE || written == 0) {
             return false;
         }
-        bytes.remove_prefix(written);
+        text.remove_prefix(written);
     }
     return true;
 }

@@ -8,7 +8,6 @@
 #include "util/Utf8.h"
 
 #include <algorithm>
-#include <exception>
 #include <iterator>
 #include <memory>
 #include <utility>
@@ -38,7 +37,7 @@ std::wstring XPathOf(const std::wstring& group, const std::wstring& name) {
 template <typename Result, typename Operation> Result Guarded(Result onException, Operation operation) {
     try {
         return operation();
-    } catch (const std::exception&) {
+    } catch (...) {
         return onException;
     }
 }
@@ -94,7 +93,7 @@ bool SysConfigManager::Parse(std::string text) {
         case ConfigDocument::Outcome::Refused:
             break;
         }
-    } catch (const std::exception&) { // logged below
+    } catch (...) { // logged below
     }
     STEWARD_LOG(3, L"system_config.cfg parse failed.");
     return false;

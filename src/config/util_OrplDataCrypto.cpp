@@ -128,6 +128,9 @@ bool QueryOutputSize(Direction direction, HCRYPTKEY key, uint32_t inputLength, u
 }
 
 bool TransformPiece(Direction direction, HCRYPTKEY key, bool isFinal, uint8_t* piece, DWORD& length) {
+    if (length == 0) {
+        return true; // some providers refuse it
+    }
     if (direction == Direction::Encrypt) {
         return CryptEncrypt(key, 0, isFinal, 0, piece, &length, kWorkingBytes) != FALSE ||
                Fail(L"Error during CryptEncrypt.");

@@ -6,6 +6,7 @@
 #include "driverSteward.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace steward::test {
@@ -27,10 +28,19 @@ class Plugin {
     Transcript Log();
 
   private:
+    // Fails the test when the DLL closes a predefined key, which would be closed for the whole process. As
+    // Windows does, a predefined key that is opened without a subkey answers itself.
+    struct PredefinedKeyWatch {
+        explicit PredefinedKeyWatch(HMODULE module);
+        ImportPatch<"RegOpenKeyExW", decltype(RegOpenKeyExW)> open;
+        ImportPatch<"RegCloseKey", decltype(RegCloseKey)> close;
+    };
+
     HMODULE module_;
     DriversDoActionFunction doAction_;
     EnumerateDriversInfoFunction enumerate_;
     std::unique_ptr<LogCapture> capture_;
+    std::optional<PredefinedKeyWatch> keys_;
 };
 
 // A folder of the sample packages, with its trailing backslash. Throws when STEWARD_PACKAGES is not set.

@@ -3,7 +3,7 @@
 // Arrange    clean | platform yes|no | stop <driver>... | unregister <driver>...
 //            number <key> <name> <value> | remove <key> <name>
 //            copy <package/file> <folder> | package <name> [<file that it lacks>...] (as C:\package\)
-//            delete <file> | hold <file> | client <mailslot> | catalogs <package>
+//            delete <file> | read-only <file> | hold <file> | client <mailslot> | catalogs <package>
 //            given <action> <package> [<compare state>]    an action whose log is of no interest
 //            fail <import>[@<call>] <error>                faults, see Fault.h
 //            refuse <function>                             likewise of a function that is looked up at run
@@ -16,6 +16,7 @@
 //
 // $package, $drivers, $catalogs, $services and $config stand for folders and the key of the services, $none
 // for nothing. A file's blocks "before" and "after" surround each of its scenarios.
+#include "e2e/CellReport.h"
 #include "e2e/InstalledCatalogs.h"
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
@@ -173,8 +174,10 @@ class Run : public testing::Test {
         plugin_->Log();
         const auto action = kActions.find(words[1]);
         package_ = words[2].find(':') == std::string::npos ? Package(Wide(words[2])) : Wide(words[2]);
+        RecordedAction recorded(plugin_->Module(), rest_);
         result_ = plugin_->Act(action == kActions.end() ? Number(words[1]) : action->second, package_,
                                words.size() > 3 ? Number(words[3]) : 2);
+        recorded.Answered(result_);
     }
 
     void Given(const std::vector<std::string>& words) {
@@ -186,7 +189,9 @@ class Run : public testing::Test {
     void Report(const std::vector<std::string>& words) {
         action_ = "report";
         plugin_->Log();
+        RecordedAction recorded(plugin_->Module(), action_);
         const DriverStateReport report = plugin_->Report();
+        recorded.Answered(report.state);
         EXPECT_EQ(Code(report.report_tag) + " " + std::to_string(report.valid), "22000100 1");
         EXPECT_EQ(report.version, words.size() > 2 ? words[2] : "");
         result_ = report.state;
@@ -257,6 +262,8 @@ class Run : public testing::Test {
          }},
         {"package", CopyPackage},
         {"delete", [](auto& words) { DeleteFileW(Wide(words[1]).c_str()); }},
+        {"read-only",
+         [](auto& words) { SetFileAttributesW(Wide(words[1]).c_str(), FILE_ATTRIBUTE_READONLY); }},
         {"hold",
          [this](auto& words) {
              held_.emplace_back(CreateFileW(Wide(words[1]).c_str(), GENERIC_READ,
@@ -319,6 +326,7 @@ const bool kRegistered = [] {
         const char* const file = std::getenv("STEWARD_SCENARIOS");
         static const Script script(file == nullptr ? "" : file);
         Register(script);
+        ReportCell();
         return true;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "STEWARD_SCENARIOS must name a scenario file: %s\n", problem.what());

@@ -18,6 +18,20 @@ FileHandle InheritableFile(const std::filesystem::path& path, DWORD access) {
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+// This program's token, without its membership of the Administrators unless elevated.
+FileHandle Token(bool isElevated) {
+    BYTE administrators[SECURITY_MAX_SID_SIZE];
+    DWORD bytes = sizeof administrators;
+    CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &bytes);
+    SID_AND_ATTRIBUTES disabled{administrators, 0};
+    HANDLE own = nullptr;
+    HANDLE token = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &own);
+    const FileHandle owner(own);
+    CreateRestrictedToken(own, 0, isElevated ? 0 : 1, &disabled, 0, nullptr, 0, nullptr, &token);
+    return FileHandle(token);
+}
+
 } // namespace
 
 std::string ReadWholeFile(const std::wstring& path) {
@@ -50,8 +64,8 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
         start.hStdError = errorFile.Get();
         PROCESS_INFORMATION started{};
         std::wstring command = L"\"" + tool.wstring() + L"\" " + arguments;
-        if (CreateProcessW(tool.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                           &started)) {
+        if (CreateProcessAsUserW(Token(streams.isElevated).Get(), tool.c_str(), command.data(), nullptr,
+                                 nullptr, TRUE, 0, nullptr, nullptr, &start, &started)) {
             const FileHandle process(started.hProcess);
             const FileHandle thread(started.hThread);
             DWORD exitCode = 0;
