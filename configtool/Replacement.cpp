@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <bit>
 #include <utility>
 
 namespace steward::configtool {
@@ -31,8 +32,8 @@ FileHandle Create(const std::wstring& path, SecurityDescriptor security, DWORD a
 void DeleteAtClose(HANDLE file, bool isDeleted) {
     using SetInformation = BOOL WINAPI(HANDLE, FILE_INFO_BY_HANDLE_CLASS, void*, DWORD);
     const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
-    auto* const setInformation = reinterpret_cast<SetInformation*>(
-        reinterpret_cast<void*>(GetProcAddress(kernel, "SetFileInformationByHandle"))); // since Windows Vista
+    auto* const setInformation = std::bit_cast<SetInformation*>(
+        GetProcAddress(kernel, "SetFileInformationByHandle")); // since Windows Vista
     FILE_DISPOSITION_INFO disposition{static_cast<BOOLEAN>(isDeleted)};
     if (setInformation != nullptr) {
         setInformation(file, FileDispositionInfo, &disposition, sizeof disposition);
