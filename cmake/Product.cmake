@@ -1,5 +1,7 @@
 # How the product is compiled and linked; docs/hardening.md says why.
-cmake_path(RELATIVE_PATH CMAKE_SOURCE_DIR BASE_DIRECTORY ${CMAKE_BINARY_DIR} OUTPUT_VARIABLE relative_source)
+set(fetched build/third_party)
+file(RELATIVE_PATH relative_source ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+file(RELATIVE_PATH relative_fetched ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR}/${fetched})
 add_compile_options(
     -fstack-protector-strong
     # An import that is not declared as one would need the table of addresses patched at the start.
@@ -8,7 +10,8 @@ add_compile_options(
     # whether a file is named by its full path or, as the compiler cache does, relative to the build folder.
     -g -gcodeview -gno-codeview-command-line
     -fdebug-compilation-dir=nowhere -fdebug-prefix-map=nowhere=
-    -ffile-prefix-map=${CMAKE_SOURCE_DIR}=driverSteward -ffile-prefix-map=${relative_source}=driverSteward)
+    -ffile-prefix-map=${CMAKE_SOURCE_DIR}=driverSteward -ffile-prefix-map=${relative_source}=driverSteward/
+    -ffile-prefix-map=${relative_fetched}=driverSteward/${fetched})
 # The linker notes its arguments in the symbols, this variable's folders among them.
 set(CMAKE_C_LINKER_LAUNCHER ${CMAKE_COMMAND} -E env --unset=LIBRARY_PATH)
 set(CMAKE_CXX_LINKER_LAUNCHER ${CMAKE_C_LINKER_LAUNCHER})

@@ -29,7 +29,8 @@ std::optional<BY_HANDLE_FILE_INFORMATION> InformationOf(const std::wstring& path
 std::wstring FullPath(const std::wstring& path) {
     std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
     full.resize(GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
-    if (full.find(L'\\') == std::wstring::npos || full.back() == L'\\') {
+    const bool isDevice = full.starts_with(L"\\\\.\\"); // "NUL.xml" is one
+    if (isDevice || full.find(L'\\') == std::wstring::npos || full.back() == L'\\') {
         Fail(L"\"" + path + L"\" is not the path of a file; name a file");
     }
     if (full.size() > kLongestPath) {

@@ -39,6 +39,15 @@ void DeleteAtClose(HANDLE file, bool isDeleted) {
     }
 }
 
+// ReplaceFileW of Wine leaves an empty file behind each time that it finds its target held by another
+// process.
+bool MayBeReplaced(const std::wstring& path) {
+    const FileHandle file(CreateFileW(path.c_str(), DELETE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
+    return static_cast<bool>(file);
+}
+
 bool Exists(const std::wstring& path) {
     return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
@@ -101,7 +110,8 @@ void Replacement::TakeOver() {
 
 bool Replacement::MoveToTarget() const {
     if (access_ == Access::AsReplaced && Exists(target_)) {
-        return ReplaceFileW(target_.c_str(), path_.c_str(), nullptr, 0, nullptr, nullptr) != FALSE;
+        return MayBeReplaced(target_) &&
+               ReplaceFileW(target_.c_str(), path_.c_str(), nullptr, 0, nullptr, nullptr) != FALSE;
     }
     return MoveFileExW(path_.c_str(), target_.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
            FALSE;

@@ -1,5 +1,7 @@
 #include "Actions.h"
 
+#include "Progress.h"
+
 #include <algorithm>
 
 namespace steward::host {
@@ -19,8 +21,8 @@ DrvInfo RecordOf(const Request& request) {
 // What earlier records do to the machine does not change what a package lacks, which keeps all from starting.
 class Run {
   public:
-    Run(const PluginLibrary& plugin, const CommandLine& line, const Interrupt& interrupt)
-        : plugin_(plugin), line_(line), interrupt_(interrupt) {}
+    Run(const PluginLibrary& plugin, const CommandLine& line, const Interrupt& interrupt, ActionLog& log)
+        : plugin_(plugin), line_(line), interrupt_(interrupt), log_(log) {}
 
     ActionsResult Go() {
         const auto& requests = line_.requests;
@@ -35,6 +37,8 @@ class Run {
             result_.report = plugin_.Report();
         }
         result_.machine = tools::LookAtMachine();
+        result_.log = log_.File();
+        result_.logProblem = log_.WhyNotReadable();
         return std::move(result_);
     }
 
@@ -47,7 +51,8 @@ class Run {
             if (preflight.IsRefused()) {
                 result_.notProcessed = line_.requests;
                 result_.notProcessed.erase(result_.notProcessed.begin() + static_cast<ptrdiff_t>(i));
-                result_.records.push_back({line_.requests[i], std::move(preflight), std::nullopt});
+                result_.records.push_back(
+                    {line_.requests[i], std::move(preflight), std::nullopt, {}, std::nullopt});
                 result_.ending = Ending::Refused;
                 return true;
             }
@@ -57,7 +62,7 @@ class Run {
 
     void RunOne(const Request& request) {
         RecordResult& record =
-            result_.records.emplace_back(RecordResult{request, std::nullopt, std::nullopt});
+            result_.records.emplace_back(RecordResult{request, std::nullopt, std::nullopt, {}, std::nullopt});
         if (!line_.force) {
             record.preflight = LookBefore(request);
             if (record.preflight->IsRefused()) {
@@ -65,7 +70,8 @@ class Run {
                 return;
             }
         }
-        record.code = plugin_.Run(RecordOf(request));
+        record.code = RunPlugin(request);
+        ExplainByLog(record);
         if (record.code == DS_FAILED_BATCH_ABORTED) {
             result_.ending = Ending::BatchAborted;
         } else if (interrupt_.HasCome()) {
@@ -73,16 +79,35 @@ class Run {
         }
     }
 
+    uint32_t RunPlugin(const Request& request) {
+        log_.TakeNew(); // what came before is not this record's
+        const Progress progress(log_);
+        return plugin_.Run(RecordOf(request));
+    }
+
+    void ExplainByLog(RecordResult& record) {
+        if (log_.File().empty() || LoadedLogLibrary() != LogLibrary::StandIn) {
+            return;
+        }
+        const tools::Log log = log_.TakeNew();
+        record.trace = tools::TreeOf(log.lines);
+        if (record.code != DS_SUCCESS && record.code != DS_SUCCESS_RESTART_REQUIRED) {
+            record.reasons = ReasonsIn(log.lines);
+        }
+    }
+
     const PluginLibrary& plugin_;
     const CommandLine& line_;
     const Interrupt& interrupt_;
+    ActionLog& log_;
     ActionsResult result_;
 };
 
 } // namespace
 
-ActionsResult RunRecords(const PluginLibrary& plugin, const CommandLine& line, const Interrupt& interrupt) {
-    return Run(plugin, line, interrupt).Go();
+ActionsResult RunRecords(const PluginLibrary& plugin, const CommandLine& line, const Interrupt& interrupt,
+                         ActionLog& log) {
+    return Run(plugin, line, interrupt, log).Go();
 }
 
 } // namespace steward::host

@@ -16,6 +16,7 @@ using tools::ReadLine;
 constexpr uint32_t kOrdinaryUpdate = 2;
 constexpr uint32_t kLongestSeconds = 24 * 60 * 60;
 constexpr uint32_t kWatchSeconds = 2;
+constexpr uint32_t kHighestLogLevel = 6;
 
 struct Verb {
     const wchar_t* name;
@@ -46,6 +47,10 @@ class Completion {
         line_.json = read_.Has("--json");
         line_.force = read_.Has("--force");
         line_.strict = read_.Has("--strict");
+        line_.trace = read_.Has("--trace");
+        line_.log = Text("--log", "a file");
+        line_.logLevel = Number("--log-level", "log level", kHighestLogLevel);
+        line_.package = Text("--package", "a package folder");
         line_.waitSeconds = Number("--wait", "number of seconds", kLongestSeconds).value_or(0);
         if (read_.Has("--watch")) {
             line_.watchSeconds = read_.Find("--watch")->empty()
@@ -68,6 +73,9 @@ class Completion {
     void TakeCommand(const std::string& name) {
         if (name == "status") {
             line_.command = Command::Status;
+        } else if (name == "trace" || name == "diag") {
+            line_.command = name == "trace" ? Command::Trace : Command::Diag;
+            line_.file = read_.operands.empty() ? L"" : read_.operands[0];
         } else if (name == "check") {
             line_.command = Command::Check;
             line_.requests.push_back(MakeRequest(VerbOf(read_.operands[0]), read_.operands[1]));

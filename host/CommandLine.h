@@ -19,7 +19,7 @@ struct Request {
     std::wstring folder; // full path of at most 1023 characters
 };
 
-enum class Command { Help, Version, Status, Check, Run };
+enum class Command { Help, Version, Status, Check, Run, Trace, Diag };
 
 struct CommandLine {
     Command command = Command::Help;
@@ -29,6 +29,11 @@ struct CommandLine {
     bool json = false;
     bool force = false;
     bool strict = false;
+    bool trace = false;
+    std::wstring file;                    // of Trace, or for Diag; empty: standard output
+    std::wstring package;                 // for Diag; may be empty
+    std::wstring log;                     // file; empty: not given
+    std::optional<uint32_t> logLevel;     // 0 to 6
     uint32_t waitSeconds = 0;             // for another host to finish
     std::optional<uint32_t> watchSeconds; // status again and again
 };

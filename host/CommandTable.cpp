@@ -45,8 +45,21 @@ constexpr CommandForm kCommands[] = {
      "batch,\n"
      "0xE01A000C ends it. A package that lacks something keeps the whole batch from starting.\n",
      "stewardHost batch uninstall:C:\\packages\\v1 install:C:\\packages\\v2"},
+    {"trace", "<log file>", 1, 1, "a log as a tree of calls, with times and failures",
+     "Reads a log that the development traceSink.dll wrote at level 1 or 2. Needs no plug-in and no rights "
+     "but\n"
+     "to read the file. Failures are marked by '!', conditions by '-'.\n",
+     "stewardHost trace C:\\logs\\20260102-030405-update-1234.log"},
+    {"diag", "[file]", 0, 1, "all that a support case needs, in one text or JSON file",
+     "Changes nothing, and works without the plug-in and the platform's libraries. With --json, or into a "
+     "file\n"
+     "whose name ends in .json, it is JSON. Passwords of the configuration are shown as stars; look through "
+     "the\n"
+     "file before you send it nevertheless. --package adds a package's files.\n",
+     "stewardHost diag C:\\case.txt --package C:\\packages\\v2"},
 };
 
+constexpr char kLogged[] = "install uninstall update equal-update rollback batch check status";
 constexpr char kActions[] = "install uninstall update equal-update rollback batch";
 
 constexpr OptionForm kOptions[] = {
@@ -55,6 +68,13 @@ constexpr OptionForm kOptions[] = {
     {"--compare-state", "<n>", "DrvInfo's compare_state, 0 to 4294967295 (2)", "update check"},
     {"--force", nullptr, "without the check that each action runs first", kActions},
     {"--wait", "<seconds>", "wait so long for another host to finish", kActions},
+    {"--trace", nullptr, "show the plug-in's log as a tree of calls", kActions},
+    {"--log", "<file>",
+     "where the plug-in's log goes; each action has a file of its own in\n"
+     "%ProgramData%\\driverSteward\\logs unless told",
+     kLogged},
+    {"--log-level", "<n>", "1 everything, 2 calls and failures, 5 failures, 0 nothing (2)", kLogged},
+    {"--package", "<folder>", "a package whose files are to be in the report, too", "diag"},
     {"--strict", nullptr, "0 all well, 3010 a restart is pending, 1 otherwise", "status"},
     {"--watch", "[seconds]", "again and again on a console, every 2 seconds unless told", "status"},
 };

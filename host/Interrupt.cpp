@@ -30,7 +30,7 @@ BOOL WINAPI Interrupt::Handle(DWORD control) {
     if (!current->HasCome()) {
         SetEvent(current->come_.Get());
         tools::Print(STD_ERROR_HANDLE,
-                     "stewardHost: interrupted: the record at hand is finished, no further one is started\n");
+                     "stewardHost: interrupted: what is at hand is finished, no further record is started\n");
     }
     if (control != CTRL_C_EVENT && control != CTRL_BREAK_EVENT) {
         WaitForSingleObject(current->over_.Get(), INFINITE);

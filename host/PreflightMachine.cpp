@@ -156,10 +156,11 @@ class MachineCheck {
         if (!machine_.shared.hasClients || !isStopped) {
             return;
         }
-        const bool goesOn = procedure_ == Procedure::Update && preflight_.request.command != L"update";
+        // An equal update goes on past it, but ends at an image that is in use.
+        const bool goesOn = procedure_ == Procedure::Update && preflight_.request.command != L"update" &&
+                            !IsLocked(machine_.drivers[0].path);
         Add(goesOn ? Severity::Warning : Severity::Refusal, "clients", name,
-            "programs use it, so that it cannot be stopped",
-            goesOn ? "it is replaced at the next restart" : "end these programs, or use equal-update");
+            "programs use it, so that it cannot be stopped", "end these programs first");
     }
 
     const Preflight& preflight_;

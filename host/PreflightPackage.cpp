@@ -9,6 +9,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 namespace steward::host {
 
 namespace {
@@ -28,17 +30,19 @@ class PackageCheck {
                    "the plug-in rejects compare state " + std::to_string(preflight_.request.compareState),
                    "give another, or none");
         }
-        if (package_.folder.size() + kLongestFileName > kLongestPath) {
-            RefuseLength(package_.folder.size() + kLongestFileName - kLongestPath, "");
-            return std::move(findings_);
-        }
-        if (!package_.exists) {
+        if (const size_t tooMany = CharactersTooMany(); tooMany != 0) {
+            const size_t length = package_.folder.size() - 1; // without the backslash at its end
+            Refuse("path-too-long", "",
+                   "the package folder's path has " + std::to_string(length) +
+                       " characters, too many for setup",
+                   "move the package to a path of at most " + std::to_string(length - tooMany));
+        } else if (!package_.exists) {
             Refuse("folder-missing", "", "there is no folder " + Utf8FromWide(package_.folder),
                    "check the path");
-            return std::move(findings_);
-        }
-        for (size_t i = 0; i < package_.drivers.size(); ++i) {
-            CheckDriver(package_.drivers[i], preflight_.machine.drivers[i]);
+        } else {
+            for (size_t i = 0; i < package_.drivers.size(); ++i) {
+                CheckDriver(package_.drivers[i], preflight_.machine.drivers[i]);
+            }
         }
         return std::move(findings_);
     }
@@ -53,11 +57,22 @@ class PackageCheck {
         Add(Severity::Refusal, id, driver, what, advice);
     }
 
-    void RefuseLength(size_t tooMany, const std::string& driver) {
-        const size_t length = package_.folder.size() - 1; // without the backslash at its end
-        Refuse("path-too-long", driver,
-               "the package folder's path has " + std::to_string(length) + " characters, too many for setup",
-               "move the package to a path of at most " + std::to_string(length - tooMany));
+    // Of the folder's path, for the longest file name, and for the longest command line to setup.
+    [[nodiscard]] size_t CharactersTooMany() const {
+        size_t longest = package_.folder.size() + kLongestFileName;
+        for (size_t i = 0; i < package_.drivers.size(); ++i) {
+            const tools::PackageDriver& driver = package_.drivers[i];
+            if (RunsInf(driver, preflight_.machine.drivers[i])) {
+                const std::wstring section = WideFromUtf8(SectionOf(driver));
+                longest = std::max(longest, InfCommandLine(section.c_str(), driver.inf.path.c_str()).size());
+            }
+        }
+        return longest > kLongestPath ? longest - kLongestPath : 0;
+    }
+
+    // That would be run.
+    [[nodiscard]] std::string SectionOf(const tools::PackageDriver& driver) const {
+        return procedure_ == Procedure::Uninstall ? Utf8FromWide(kUninstallSection) : driver.section;
     }
 
     [[nodiscard]] bool RunsInf(const tools::PackageDriver& driver, const tools::DriverView& view) const {
@@ -92,18 +107,15 @@ class PackageCheck {
     }
 
     void CheckInf(const tools::PackageDriver& driver) {
-        const bool uninstalls = procedure_ == Procedure::Uninstall;
-        const std::string section = uninstalls ? Utf8FromWide(kUninstallSection) : driver.section;
         const std::string file = Utf8FromWide(driver.inf.path);
-        const size_t command = InfCommandLine(WideFromUtf8(section).c_str(), driver.inf.path.c_str()).size();
-        if (command > kLongestPath) {
-            RefuseLength(command - kLongestPath, driver.name);
-        } else if (!driver.inf.exists) {
+        const bool hasSection =
+            procedure_ == Procedure::Uninstall ? driver.hasUninstallSection : driver.hasSection;
+        if (!driver.inf.exists) {
             Refuse("inf-missing", driver.name, "there is no " + file, "complete the package");
         } else if (!driver.infProblem.empty()) {
             Refuse("inf-unreadable", driver.name, file + ": " + driver.infProblem, "replace the file");
-        } else if (uninstalls ? !driver.hasUninstallSection : !driver.hasSection) {
-            Refuse("section-missing", driver.name, file + " has no section [" + section + "]",
+        } else if (!hasSection) {
+            Refuse("section-missing", driver.name, file + " has no section [" + SectionOf(driver) + "]",
                    "use a package for this Windows version");
         }
     }

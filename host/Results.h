@@ -4,6 +4,9 @@
 #include "ExitCode.h"
 #include "MachineView.h"
 #include "Preflight.h"
+#include "Reasons.h"
+
+#include "CallTree.h"
 
 #include "driverSteward.h"
 
@@ -17,8 +20,10 @@ namespace steward::host {
 // One record: refused by its preflight, or answered by the plug-in.
 struct RecordResult {
     Request request;
-    std::optional<Preflight> preflight; // none with --force
-    std::optional<uint32_t> code;       // the plug-in's; none when it was not called
+    std::optional<Preflight> preflight;   // none with --force
+    std::optional<uint32_t> code;         // the plug-in's; none when it was not called
+    std::vector<Reason> reasons;          // why it failed
+    std::optional<tools::CallTree> trace; // none without a log that can be read
 };
 
 // Why no further record was started.
@@ -30,6 +35,8 @@ struct ActionsResult {
     Ending ending = Ending::Complete;
     std::optional<DriverStateReport> report; // none when no record reached the plug-in
     tools::MachineView machine;              // afterwards
+    std::wstring log;                        // file with the plug-in's log; empty: none is kept
+    std::string logProblem;                  // why there is none, or none that can be read
 
     [[nodiscard]] ExitCode Answer() const;
 };

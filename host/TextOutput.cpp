@@ -11,7 +11,8 @@ std::string RecordText(const RecordResult& record) {
         return "   refused: the plug-in was not called\n";
     }
     const CodeMeaning meaning = MeaningOf(*record.code);
-    return "   " + HexCode(*record.code) + " " + meaning.name + ": " + meaning.meaning + "\n";
+    return "   " + HexCode(*record.code) + " " + meaning.name + ": " + meaning.meaning + "\n" +
+           ReasonText(record);
 }
 
 std::string EndingText(const ActionsResult& result) {
@@ -57,7 +58,7 @@ std::string TextOf(const ActionsResult& result) {
         text += std::to_string(++number) + ". " + Utf8FromWide(record.request.command) + " " +
                 Utf8FromWide(record.request.folder) + "\n" + RecordText(record);
     }
-    text += EndingText(result);
+    text += EndingText(result) + LogText(result);
     text += result.report ? ReportText(*result.report) : "";
     return text + MachineText(result.machine) + (AsksForRestart(result) ? RestartNotice(result) : "");
 }

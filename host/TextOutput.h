@@ -16,6 +16,10 @@ std::string TextOf(const VersionResult& version);
 std::string MachineText(const tools::MachineView& machine);
 std::string ReportText(const DriverStateReport& report);
 
+// Why a record failed, and where the log of a failure is.
+std::string ReasonText(const RecordResult& record);
+std::string LogText(const ActionsResult& result);
+
 // The refusals and warnings of a record, each one line for standard error.
 std::string WarningsOf(const ActionsResult& result);
 

@@ -1,17 +1,24 @@
 // A command-line service host.
+#include "ActionLog.h"
 #include "Actions.h"
 #include "CommandLine.h"
+#include "Diag.h"
 #include "Interrupt.h"
 #include "JsonOutput.h"
 #include "OnlyHost.h"
 #include "PluginLibrary.h"
 #include "TextOutput.h"
+#include "TraceView.h"
 
 #include "Console.h"
 #include "PlatformLibraries.h"
+#include "WindowsError.h"
+#include "WindowsFiles.h"
+#include "util/Utf8.h"
 
 #include <windows.h>
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
 
@@ -26,10 +33,38 @@ void Answer(const std::string& text) {
     }
 }
 
+void AnswerInJson(const tools::Json& json) {
+    Answer(tools::Dump(json));
+}
+
+// To be made before the plug-in is loaded. Actions keep a log even when nobody asked for one.
+LogWish LogWishOf(const CommandLine& line) {
+    const bool isAction = line.command == Command::Run;
+    const std::wstring name = line.requests.size() == 1 ? line.requests[0].command : L"batch";
+    return {line.log, line.logLevel, isAction ? name : L""};
+}
+
+VersionResult VersionOf(const PluginLibrary& plugin) {
+    return {STEWARD_VERSION, "", plugin.Version(), plugin.OwnerModuleId()};
+}
+
 // Of the work in one word, for another host that waits.
 std::wstring WorkOf(const CommandLine& line) {
     return line.requests.size() == 1 ? line.requests[0].command + L" " + line.requests[0].folder
                                      : L"batch of " + std::to_wstring(line.requests.size()) + L" records";
+}
+
+void ShowTrace(const ActionsResult& result) {
+    for (const RecordResult& record : result.records) {
+        const bool isWritten =
+            !record.trace || (tools::Print(STD_OUTPUT_HANDLE, "\n") && PrintTree(*record.trace));
+        if (!isWritten) {
+            Answer(""); // says so
+        }
+    }
+    if (!result.logProblem.empty()) {
+        tools::Print(STD_ERROR_HANDLE, "stewardHost: no call tree: " + result.logProblem + "\n");
+    }
 }
 
 int RunActions(const CommandLine& line) {
@@ -38,19 +73,32 @@ int RunActions(const CommandLine& line) {
     }
     const Interrupt interrupt;
     const OnlyHost onlyHost(WorkOf(line), line.waitSeconds, interrupt.Event());
+    ActionLog log(LogWishOf(line));
     const PluginLibrary plugin(PluginPath(line.plugin));
-    const ActionsResult result = RunRecords(plugin, line, interrupt);
+    const ActionsResult result = RunRecords(plugin, line, interrupt, log);
     tools::Print(STD_ERROR_HANDLE, WarningsOf(result));
-    if (line.json || result.ending != Ending::Refused || result.records.size() > 1) {
-        Answer(line.json ? JsonOf(result) : TextOf(result));
+    if (line.json) {
+        const VersionResult version = VersionOf(plugin);
+        AnswerInJson(JsonOfActions(result, {"actions", result.Answer(), &version, {}}));
+    } else if (result.ending != Ending::Refused || result.records.size() > 1) {
+        Answer(TextOf(result));
+        if (line.trace) {
+            ShowTrace(result);
+        }
     }
     return result.Answer();
 }
 
 int RunCheck(const CommandLine& line) {
+    const ActionLog log(LogWishOf(line));
     const PluginLibrary plugin(PluginPath(line.plugin));
     const Preflight preflight = LookBefore(line.requests[0]);
-    Answer(TextOf(preflight));
+    if (line.json) {
+        const VersionResult version = VersionOf(plugin);
+        AnswerInJson(JsonOfCheck(preflight, {"check", preflight.Answer(), &version, {}}));
+    } else {
+        Answer(TextOf(preflight));
+    }
     return preflight.Answer();
 }
 
@@ -64,7 +112,18 @@ StatusResult LookAtStatus(const PluginLibrary& plugin) {
     return status;
 }
 
+void ShowStatus(const CommandLine& line, const PluginLibrary& plugin, const StatusResult& status) {
+    if (line.json) {
+        const VersionResult version = VersionOf(plugin);
+        const ExitCode code = line.strict ? status.StrictAnswer() : kSuccess;
+        AnswerInJson(JsonOfStatus(status, {"status", code, &version, {}}));
+    } else {
+        Answer(TextOf(status));
+    }
+}
+
 int RunStatus(const CommandLine& line) {
+    const ActionLog log(LogWishOf(line));
     const PluginLibrary plugin(PluginPath(line.plugin));
     for (;;) {
         const StatusResult status = LookAtStatus(plugin);
@@ -72,7 +131,7 @@ int RunStatus(const CommandLine& line) {
             tools::Print(STD_ERROR_HANDLE,
                          std::string("stewardHost: not everything is seen: ") + kNotElevated + "\n");
         }
-        Answer(line.json ? JsonOf(status) : TextOf(status));
+        ShowStatus(line, plugin, status);
         if (!line.watchSeconds || !tools::IsConsole(STD_OUTPUT_HANDLE)) {
             return line.strict ? status.StrictAnswer() : kSuccess;
         }
@@ -81,17 +140,60 @@ int RunStatus(const CommandLine& line) {
     }
 }
 
-int RunVersion(const CommandLine& line) {
+// Never fails: what is wrong with the plug-in is part of the answer.
+VersionResult LookAtVersion(const CommandLine& line) {
+    const ActionLog log(LogWishOf(line));
     VersionResult version;
     version.host = STEWARD_VERSION;
     try {
-        const PluginLibrary plugin(PluginPath(line.plugin));
-        version.plugin = plugin.Version();
-        version.ownerModuleId = plugin.OwnerModuleId();
+        version = VersionOf(PluginLibrary(PluginPath(line.plugin)));
     } catch (const std::runtime_error& problem) {
         version.problem = problem.what();
     }
-    Answer(TextOf(version));
+    return version;
+}
+
+int RunVersion(const CommandLine& line) {
+    const VersionResult version = LookAtVersion(line);
+    if (line.json) {
+        AnswerInJson(JsonOfVersion({"version", kSuccess, &version, {}}));
+    } else {
+        Answer(TextOf(version));
+    }
+    return kSuccess;
+}
+
+int RunTrace(const CommandLine& line) {
+    const auto content = tools::ContentOf(line.file);
+    if (!content) {
+        throw std::runtime_error("the log " + Utf8FromWide(line.file) +
+                                 " cannot be read: " + tools::SystemMessage(GetLastError()));
+    }
+    const tools::Log log = tools::ReadLog(*content);
+    const std::string problem = WhatIsWrongWith(log);
+    const ExitCode code = log.lines.empty() ? kFailure : kSuccess;
+    if (!problem.empty()) {
+        tools::Print(STD_ERROR_HANDLE, "stewardHost: " + problem + "\n");
+    }
+    if (line.json) {
+        const std::vector<std::string> warnings(problem.empty() ? 0 : 1, problem);
+        AnswerInJson(JsonOfTrace(Utf8FromWide(line.file), log, {"trace", code, nullptr, warnings}));
+    } else if (!PrintTree(tools::TreeOf(log.lines))) {
+        Answer("");
+    }
+    return code;
+}
+
+int RunDiag(const CommandLine& line) {
+    const VersionResult version = LookAtVersion(line);
+    const tools::Json diagnosis = Diagnosis(line, {"diag", kSuccess, &version, {}});
+    const bool asJson = line.json || line.file.ends_with(L".json");
+    const std::string text = asJson ? tools::Dump(diagnosis) : TextOf(diagnosis);
+    if (line.file.empty()) {
+        Answer(text);
+    } else {
+        WriteDiagnosis(line.file, text);
+    }
     return kSuccess;
 }
 
@@ -103,6 +205,10 @@ int Run(const CommandLine& line) {
         return RunStatus(line);
     case Command::Check:
         return RunCheck(line);
+    case Command::Trace:
+        return RunTrace(line);
+    case Command::Diag:
+        return RunDiag(line);
     case Command::Run:
         return RunActions(line);
     default:
@@ -111,22 +217,32 @@ int Run(const CommandLine& line) {
     }
 }
 
-int Complain(const std::exception& problem, ExitCode code) {
+bool AsksForJson(const std::vector<std::wstring>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), L"--");
+    return std::find(arguments.begin(), end, L"--json") != end;
+}
+
+int Complain(const std::exception& problem, ExitCode code, bool inJson) {
     tools::Print(STD_ERROR_HANDLE, std::string("stewardHost: ") + problem.what() + "\n");
+    if (inJson) {
+        const char* const id = code == kWrongUsage ? "usage" : "failure";
+        tools::Print(STD_OUTPUT_HANDLE, tools::Dump(JsonOfError(id, problem.what(), code)));
+    }
     return code;
 }
 
 } // namespace
 
 int wmain(int argc, wchar_t** argv) {
+    const std::vector<std::wstring> arguments(argv + 1, argv + argc);
+    const bool inJson = AsksForJson(arguments);
     try {
-        tools::KeepLogOffTheConsole();
         tools::KeepStandardOutputForAnswers();
         tools::KeepOwnLogQuiet();
-        return Run(ParseCommandLine({argv + 1, argv + argc}));
+        return Run(ParseCommandLine(arguments));
     } catch (const tools::UsageError& problem) {
-        return Complain(problem, kWrongUsage);
+        return Complain(problem, kWrongUsage, inJson);
     } catch (const std::exception& problem) {
-        return Complain(problem, kFailure);
+        return Complain(problem, kFailure, inJson);
     }
 }

@@ -132,7 +132,7 @@ lab_make() {
 lab_wine() {
     local code=0 busy=$lab_folder/busy-$BASHPID outer=yes
     [ -e "$busy" ] || { outer=no && lab_begin; }
-    timeout --kill-after=10 "$lab_limit" "$lab_loader" "$@" || code=$?
+    timeout --foreground --kill-after=10 "$lab_limit" "$lab_loader" "$@" || code=$?
     if [ "$code" -eq 124 ] || [ "$code" -eq 137 ]; then
         lab_fail "$1 was still running after $lab_limit s" || lab_is_spoilt
     fi

@@ -44,12 +44,16 @@ std::optional<FileIdentity> IdentityOf(const std::wstring& path) {
     if (VerQueryValueW(resource.data(), L"\\VarFileInfo\\Translation", &translation, &length) &&
         length >= 4) {
         const auto* const words = static_cast<const WORD*>(translation);
-        wchar_t block[64];
-        wsprintfW(block, L"\\StringFileInfo\\%04x%04x\\OriginalFilename", words[0], words[1]);
-        void* name = nullptr;
-        if (VerQueryValueW(resource.data(), block, &name, &length)) {
-            identity.originalName = static_cast<const wchar_t*>(name);
-        }
+        const auto text = [&](const wchar_t* name) {
+            wchar_t block[64];
+            wsprintfW(block, L"\\StringFileInfo\\%04x%04x\\%s", words[0], words[1], name);
+            void* value = nullptr;
+            return VerQueryValueW(resource.data(), block, &value, &length)
+                       ? std::wstring(static_cast<const wchar_t*>(value))
+                       : std::wstring();
+        };
+        identity.originalName = text(L"OriginalFilename");
+        identity.productName = text(L"ProductName");
     }
     return identity;
 }

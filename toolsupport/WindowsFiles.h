@@ -10,6 +10,7 @@ namespace steward::tools {
 struct FileIdentity {
     std::string version; // "5.5.0.1256"
     std::wstring originalName;
+    std::wstring productName;
 };
 
 // Nothing for a file without a version resource, or none at all.

@@ -125,7 +125,7 @@ def run_step(lab, version, number, step):
         code = lab.call(log, "lab_restart")
         problem = "" if code == 0 else f"the lab did not restart: {last_line(log)}"
     else:
-        code = lab.call(log, "lab_wine", str(PROGRAM), f"--gtest_filter=Scenario.{step['name']}",
+        code = lab.call(log, "lab_in_scratch", str(PROGRAM), f"--gtest_filter=Scenario.{step['name']}",
                         STEWARD_OS=version, STEWARD_SCENARIOS=windows_path(SCENARIOS),
                         STEWARD_CELL_REPORT=windows_path(report))
         problem = problem_of(code, log)

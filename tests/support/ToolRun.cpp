@@ -18,6 +18,20 @@ FileHandle InheritableFile(const std::filesystem::path& path, DWORD access) {
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+// This program's token, without its membership of the Administrators unless elevated.
+FileHandle Token(bool isElevated) {
+    BYTE administrators[SECURITY_MAX_SID_SIZE];
+    DWORD bytes = sizeof administrators;
+    CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &bytes);
+    SID_AND_ATTRIBUTES disabled{administrators, 0};
+    HANDLE own = nullptr;
+    HANDLE token = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &own);
+    const FileHandle owner(own);
+    CreateRestrictedToken(own, 0, isElevated ? 0 : 1, &disabled, 0, nullptr, 0, nullptr, &token);
+    return FileHandle(token);
+}
+
 } // namespace
 
 std::string ReadWholeFile(const std::wstring& path) {
@@ -30,7 +44,7 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
     self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
     const auto tool = std::filesystem::path(self).replace_filename(program);
     const auto folder = std::filesystem::temp_directory_path();
-    const auto suffix = std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(GetCurrentThreadId());
+    const auto suffix = std::to_wstring(GetCurrentProcessId());
     const auto input = folder / (L"input" + suffix);
     const auto output = folder / (L"output" + suffix);
     const auto errors = folder / (L"errors" + suffix);
@@ -50,8 +64,8 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
         start.hStdError = errorFile.Get();
         PROCESS_INFORMATION started{};
         std::wstring command = L"\"" + tool.wstring() + L"\" " + arguments;
-        if (CreateProcessW(tool.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                           &started)) {
+        if (CreateProcessAsUserW(Token(streams.isElevated).Get(), tool.c_str(), command.data(), nullptr,
+                                 nullptr, TRUE, 0, nullptr, nullptr, &start, &started)) {
             const FileHandle process(started.hProcess);
             const FileHandle thread(started.hThread);
             DWORD exitCode = 0;

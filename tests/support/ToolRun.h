@@ -11,9 +11,11 @@ struct ToolRun {
     std::string errors;
 };
 
+// What is out of the ordinary in a run.
 struct ToolStreams {
     std::string input = {};     // what the program finds in its standard input, a file
     bool refusesOutput = false; // standard output cannot be written
+    bool isElevated = true;     // false: without an administrator's rights
 };
 
 // `program` lies beside the test, or is a full path; `arguments` are as typed behind its name. May be called

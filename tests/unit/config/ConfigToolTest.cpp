@@ -8,8 +8,6 @@
 #include <nlohmann/json.hpp>
 #include <sddl.h>
 
-#include <thread>
-
 namespace steward::test {
 
 using testing::HasSubstr;
@@ -36,6 +34,23 @@ class ConfigTool : public testing::Test {
     static std::string Run(const std::wstring& arguments, const ToolStreams& streams = {}) {
         const ToolRun run = RunTool(L"stewardConfig.exe", arguments, streams);
         return std::to_string(run.exitCode) + " " + run.output + run.errors;
+    }
+
+    // The process, at work.
+    static FileHandle Start(const std::wstring& arguments) {
+        STARTUPINFOW start{};
+        start.cb = sizeof start;
+        PROCESS_INFORMATION started{};
+        std::wstring line = L"\"" + Tool().wstring() + L"\" " + arguments;
+        CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &started);
+        CloseHandle(started.hThread);
+        return FileHandle(started.hProcess);
+    }
+
+    static std::filesystem::path Tool() {
+        wchar_t self[MAX_PATH];
+        GetModuleFileNameW(nullptr, self, MAX_PATH);
+        return std::filesystem::path(self).replace_filename(L"stewardConfig.exe");
     }
 
     // The access list of a file as text, "D:...", and its attributes.
@@ -96,7 +111,8 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
     EXPECT_EQ(Run(L"get G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD --show-secrets"), "0 new\"\xC3\xA4\n");
     EXPECT_EQ(Run(L"set G k -", {"a\r\n\x1B\tb"}), "0 ");
     EXPECT_THAT(Run(L"list"), HasSubstr("G\tk\ta\\r\\n\\x1b\\tb\n"));
-    EXPECT_EQ(Run(L"set H n 1 --create") + Run(L"get H n"), "0 0 1\n");
+    EXPECT_EQ(Run(L"set H n 1 --create"), "0 ");
+    EXPECT_EQ(Run(L"get H n"), "0 1\n");
     EXPECT_EQ(Run(L"import out.xml"), "0 ");
     EXPECT_EQ(folder_.ReadConfig(), kDocument);
     folder_.Write(
@@ -135,15 +151,19 @@ TEST_F(ConfigTool, ChangesNothingButTheContent) {
     SetFileAttributesW(L"system_config.cfg", FILE_ATTRIBUTE_HIDDEN);
     const std::string access = AccessOf(L"system_config.cfg");
     EXPECT_THAT(access, HasSubstr(";WD)"));
-    EXPECT_EQ(Run(L"set G k new") + Run(L"export out.xml") + Run(L"import out.xml"), "0 0 0 ");
+    for (const wchar_t* const command : {L"set G k new", L"export out.xml", L"import out.xml"}) {
+        EXPECT_EQ(Run(command), "0 ");
+    }
     EXPECT_EQ(AccessOf(L"system_config.cfg"), access);
     EXPECT_THAT(AccessOf(L"out.xml"), Not(HasSubstr(";WD)")));
 
-    std::vector<std::jthread> writers;
+    std::vector<FileHandle> writers;
     for (const wchar_t* const key : {L"k1", L"k2", L"k3", L"k4"}) {
-        writers.emplace_back([key] { EXPECT_EQ(Run(std::wstring(L"set G --create v ") + key), "0 "); });
+        writers.push_back(Start(std::wstring(L"set --create --wait 60 G ") + key + L" v"));
     }
-    writers.clear();
+    for (const FileHandle& writer : writers) {
+        WaitForSingleObject(writer.Get(), INFINITE);
+    }
     const std::string all = Run(L"list");
     for (const char* const key : {"\tk1\t", "\tk2\t", "\tk3\t", "\tk4\t"}) {
         EXPECT_THAT(all, HasSubstr(key));
@@ -152,12 +172,25 @@ TEST_F(ConfigTool, ChangesNothingButTheContent) {
 
 // Fault: a tool that does not start where the platform's libraries are missing.
 TEST_F(ConfigTool, NeedsNoOtherFile) {
-    wchar_t self[MAX_PATH];
-    GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::filesystem::copy_file(std::filesystem::path(self).replace_filename(L"stewardConfig.exe"),
-                               L"alone.exe");
+    std::filesystem::copy_file(Tool(), L"alone.exe");
     const ToolRun run = RunTool(folder_.File(L"alone.exe"), L"get G k");
     EXPECT_EQ(run.output + run.errors, "old \xE2\x98\xBA\n");
+}
+
+// Faults: two that change at once; a lock that nobody holds any more, or that does not say who holds it.
+TEST_F(ConfigTool, IsAloneWhenItChanges) {
+    {
+        const FileHandle held(CreateFileW(L"system_config.cfg.lock", GENERIC_WRITE | DELETE, FILE_SHARE_READ,
+                                          nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+        DWORD written = 0;
+        WriteFile(held.Get(), "process 7", 9, &written, nullptr);
+        EXPECT_THAT(Run(L"set G k new --wait 0"),
+                    HasSubstr("system_config.cfg is being changed by process 7; try"));
+        EXPECT_EQ(Run(L"get G k"), "0 old \xE2\x98\xBA\n");
+    }
+    folder_.Write(L"system_config.cfg.lock", "left behind");
+    EXPECT_EQ(Run(L"set G k new"), "0 ");
+    EXPECT_EQ(folder_.FileCount(), 1);
 }
 
 // Faults: a refusal that changes the file, leaves a temporary one, or does not say what to do.
@@ -166,7 +199,7 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     folder_.Write(L"other.xml", "<Other/>");
     folder_.Write(L"two.xml", "<Other/><SysConfigManager><G><k>1</k></G></SysConfigManager>");
     folder_.Write(L"blanks.xml", "<SysConfigManager><G><k>&#32;x&#32;</k></G></SysConfigManager>");
-    folder_.Write(L"nul.xml", "<SysConfigManager><G><k>a&#x0;b</k></G></SysConfigManager>");
+    folder_.Write(L"zero.xml", "<SysConfigManager><G><k>a&#x0;b</k></G></SysConfigManager>");
     folder_.Write(L"latin1.xml", "<SysConfigManager><G>\xE4</G></SysConfigManager>");
     folder_.Write(L"deep.xml", Repeated("<a>", 1001));
     folder_.Write(L"noise.cfg", "no configuration");
@@ -206,24 +239,22 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     refuses(L"export none\\out.xml", "1", "cannot be written (error 3");
     refuses(L"export linked.xml", "1", "is the configuration itself");
     refuses(L"export .\\SYSTEM_CONFIG.cfg", "1", "is the configuration itself");
+    refuses(L"export nul.xml", "1", "is not the path of a file");
     refuses(L"export .", "1", "is a folder; name a file in it");
     refuses(L"import broken.xml", "1", "broken.xml, line 2, column 4: Error reading end tag");
     refuses(L"import other.xml", "1", "no root element <SysConfigManager>");
     refuses(L"import two.xml", "1", "<Other> as its root element, and others beside it");
     refuses(L"import blanks.xml", "1", "the value of k in group G would not be read back");
-    refuses(L"import nul.xml", "1", "a reference to the character 0");
+    refuses(L"import zero.xml", "1", "a reference to the character 0");
     refuses(L"import system_config.cfg", "1", "is an encrypted configuration already");
     refuses(L"import latin1.xml", "1", "is not UTF-8");
     refuses(L"import deep.xml", "1", "too deep or too large");
     refuses(L"import missing.xml", "1", "there is no ");
     refuses(L"import two.xml --file none\\new.cfg", "1", "there is no folder for ");
-    const auto hold = [](const wchar_t* path, DWORD access, DWORD sharing, DWORD creation) {
-        return FileHandle(CreateFileW(path, access, sharing, nullptr, creation,
-                                      FILE_FLAG_DELETE_ON_CLOSE & access, nullptr));
-    };
     {
-        const FileHandle held =
-            hold(L"system_config.cfg", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_EXISTING);
+        const FileHandle reader(CreateFileW(L"system_config.cfg", GENERIC_READ,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                                            nullptr));
         refuses(L"set G k new", "1", "cannot be replaced (error 32");
     }
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kPlatformKey, L"InstallDir");
