@@ -79,7 +79,8 @@ def test_case(made):
     if made["outcome"] == "failed":
         failure = ElementTree.SubElement(case, "failure", type="failure", message=printable(made["reason"]))
         lines = [line["text"] for difference in made["differences"] for line in difference]
-        failure.text = printable("\n".join([*lines, made["output"], f"repeat: {made['repeat']}", f"log: {made['log']}"]))
+        lines += [made["output"], f"repeat: {made['repeat']}", f"log: {made['log']}"]
+        failure.text = printable("\n".join(lines))
     return case
 
 
