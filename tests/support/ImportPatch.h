@@ -46,9 +46,7 @@ template <ImportName Name, typename R, typename... A> class ImportPatch<Name, R(
     }
 
     // What would be called without this patch: the one around it, or the function itself.
-    R Original(A... arguments) const {
-        return outer_ ? outer_(arguments...) : original_(arguments...);
-    }
+    R Original(A... arguments) const { return outer_ ? outer_(arguments...) : original_(arguments...); }
 
   private:
     static R Thunk(A... arguments) { return current_(arguments...); }
