@@ -69,7 +69,7 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
         {kFake + L"--force install nested", 0, "1/0/0 ",
          " (install C:\\pack\u00e4ge\\nested) is at work on the drivers; "},
         {kFake + L"--force --json install 201A0001", 0, "1/0/0 ",
-         "\"code\":\"0x201A0001\",\"name\":\"success\""},
+         "\"code\": \"0x201A0001\",\n        \"id\": \"success\",\n"},
         {kFake + L"--force install 201A0001",
          1,
          "1/0/0 ",
