@@ -1,5 +1,7 @@
 #include "e2e/Plugin.h"
 
+#include "support/Fault.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <regex>
@@ -25,11 +27,21 @@ Plugin::Plugin() : module_(LoadLibraryW(L"driverSteward.dll")) {
     }
     doAction_ = Export<DriversDoActionFunction>(module_, "Plugin_Interface_DriversDoAction");
     enumerate_ = Export<EnumerateDriversInfoFunction>(module_, "Plugin_Interface_EnumerateDriversInfo");
+    for (const Import& import : ImportsOf(module_)) {
+        if (IsCloser(import.name)) {
+            closers_.push_back(std::make_unique<Tap>(module_, import.name, [](const Tap::Call& call) {
+                const uint64_t answer = call.Run();
+                SetLastError(0xDEAD);
+                return answer;
+            }));
+        }
+    }
     capture_ = std::make_unique<LogCapture>(module_);
 }
 
 Plugin::~Plugin() {
     capture_.reset();
+    closers_.clear();
     FreeLibrary(module_);
 }
 

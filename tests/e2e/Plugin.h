@@ -2,11 +2,13 @@
 #pragma once
 
 #include "support/LogCapture.h"
+#include "support/Tap.h"
 
 #include "driverSteward.h"
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace steward::test {
 
@@ -30,6 +32,7 @@ class Plugin {
     HMODULE module_;
     DriversDoActionFunction doAction_;
     EnumerateDriversInfoFunction enumerate_;
+    std::vector<std::unique_ptr<Tap>> closers_; // they may change last-error, as the log may
     std::unique_ptr<LogCapture> capture_;
 };
 
