@@ -1,5 +1,8 @@
 #include "support/Fault.h"
 
+#include <wincrypt.h>
+#include <wintrust.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -64,7 +67,10 @@ bool IsCloser(const std::string& import) {
 }
 
 uint64_t Fail(const std::string& import, const Tap::Call& call, DWORD error) {
-    if (IsCloser(import)) {
+    const bool releasesTrust =
+        import == "WinVerifyTrust" &&
+        reinterpret_cast<const WINTRUST_DATA*>(call.arguments[2])->dwStateAction == WTD_STATEACTION_CLOSE;
+    if (IsCloser(import) || releasesTrust) {
         call.Run();
     }
     if (import == "Copy") { // hands its error out
