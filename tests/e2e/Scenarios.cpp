@@ -258,7 +258,11 @@ class Run : public testing::Test {
     }
 
     const std::map<std::string, std::function<void(const std::vector<std::string>&)>> commands_ = {
-        {"clean", [](auto&) { RemoveDrivers(); }},
+        {"clean",
+         [](auto&) {
+             RemoveDrivers();
+             InstalledCatalogs::Remove();
+         }},
         {"platform",
          [](auto& words) { words.at(1) == "yes" ? RegisterPlatformService() : UnregisterService(L"ORPL"); }},
         {"stop",
