@@ -9,7 +9,7 @@ find_library(TINYXPATH_LIBRARY tinyxpath ${tinyxpath_where} PATH_SUFFIXES lib)
 mark_as_advanced(TINYXPATH_INCLUDE TINYXPATH_LIBRARY)
 
 if(TINYXPATH_INCLUDE AND TINYXPATH_LIBRARY)
-    add_library(tinyxpath STATIC IMPORTED)
+    add_library(tinyxpath STATIC IMPORTED GLOBAL)
     set_target_properties(tinyxpath PROPERTIES IMPORTED_LOCATION ${TINYXPATH_LIBRARY})
     target_include_directories(tinyxpath INTERFACE ${TINYXPATH_INCLUDE})
     target_link_libraries(tinyxpath INTERFACE tinyxml)

@@ -12,4 +12,5 @@ add_library(tinyxml STATIC
 target_include_directories(tinyxml SYSTEM PUBLIC ${tinyxml_source})
 target_compile_options(tinyxml PRIVATE -w)
 # Malformed text trips its assertions; the parser goes on with an error where they are off.
-target_compile_definitions(tinyxml PRIVATE NDEBUG)
+# MinGW's own printf costs 66 KB; the system's does for numbers.
+target_compile_definitions(tinyxml PRIVATE NDEBUG __USE_MINGW_ANSI_STDIO=0)

@@ -1,125 +1,111 @@
 #include "CommandLine.h"
 
-#include "config/Utf8.h"
+#include "Files.h"
+#include "util/Utf8.h"
 
-#include <algorithm>
-#include <iterator>
+#include <cwchar>
 
 namespace steward::configtool {
 
-const char kHelp[] = R"(stewardConfig reads and changes the platform's configuration file, system_config.cfg.
-
-  stewardConfig get <group> <key>           print one value
-  stewardConfig set <group> <key> <value>   change a value that exists
-  stewardConfig list                        print every group, key and value, separated by tabs
-  stewardConfig export <xml>                write the configuration as readable XML, secrets included
-  stewardConfig import <xml>                replace the configuration, or create it
-
-Options, anywhere on the line:
-  --file <system_config.cfg>   this file; otherwise the one in the folder that the registry value "InstallDir"
-                               under HKEY_LOCAL_MACHINE\SOFTWARE\Vexholm\ORPL names
-  --json                       list as a JSON array
-  --show-secrets               print the values of password keys, which get and list show as stars
-  --help, --version
-  --                           what follows is no option
-
-A change is written to a file beside the old one and takes its place when it is complete. The plug-in reads the
-configuration once per process: restart its host after a change.
-
-Exit codes: 0 success, 1 failure, 2 wrong usage.
-)";
-
 namespace {
 
-struct CommandForm {
-    const wchar_t* name;
-    Command command;
-    size_t operands;
-    bool takesNames; // the first two operands are a group and a key
+constexpr unsigned kDefaultWait = 10;
+constexpr unsigned long kLongestWait = 3'600;
+
+constexpr tools::CommandForm kCommands[] = {
+    {"get", "<group> <key>", 2, 2, "prints one value",
+     "The value alone, as the plug-in reads it: of several keys of one name the first. A password is shown "
+     "as\n"
+     "stars unless --show-secrets is given.\n",
+     "stewardConfig get ORPL_ALL ORPL_CFG_SP_MODULE_LOAD"},
+    {"set", "<group> <key> <value>", 3, 3, "changes one value; - reads it from standard input",
+     "With - as its value, it is read from standard input: from a console one line, which is not shown; from "
+     "a\n"
+     "file or pipe everything, in UTF-8, without the last line break. Passwords are taken in this way only: "
+     "a\n"
+     "command line can be seen by every user. So is a value that holds a double quote.\n"
+     "A value that begins with a dash follows \"--\". Blanks at a value's ends, and double ones, do not "
+     "survive\n"
+     "in the file and are refused. The key must exist unless --create is given.\n",
+     "stewardConfig set ORPL_ALL ORPL_CFG_SP_MODULE_LOAD 1"},
+    {"list", "", 0, 0, "prints every group, key and value, separated by tabs",
+     "Line breaks, tabs and other control characters in a value are shown as \\n, \\r, \\t and \\x1b; a "
+     "program\n"
+     "had better read --json. Passwords are shown as stars unless --show-secrets is given.\n",
+     "stewardConfig list --json"},
+    {"export", "<xml>", 1, 1, "writes the configuration as readable XML, passwords included",
+     "The file is made for you alone (its access list names no other user), or replaced by such a one; "
+     "delete\n"
+     "it when you are done. The configuration itself is refused as the target.\n",
+     "stewardConfig export C:\\Temp\\configuration.xml"},
+    {"import", "<xml>", 1, 1, "replaces the configuration by readable XML, or creates it",
+     "UTF-8, with <SysConfigManager> as the root element. Values that the file would not keep as they are\n"
+     "(blanks written as &#32; at a value's ends) are refused; comments outside the root element are "
+     "dropped.\n",
+     "stewardConfig import C:\\Temp\\configuration.xml"},
 };
 
-constexpr CommandForm kForms[] = {
-    {L"get", Command::Get, 2, true},        {L"set", Command::Set, 3, true},
-    {L"list", Command::List, 0, false},     {L"export", Command::Export, 1, false},
-    {L"import", Command::Import, 1, false},
+constexpr tools::OptionForm kOptions[] = {
+    {"--file", "<system_config.cfg>",
+     "this configuration; otherwise the one in the folder that the registry\n"
+     "value \"InstallDir\" under HKEY_LOCAL_MACHINE\\SOFTWARE\\Vexholm\\ORPL names",
+     nullptr},
+    {"--json", nullptr, "the answer as JSON in ASCII, failures and wrong usage too", nullptr},
+    {"--show-secrets", nullptr, "print the values of passwords", "get list"},
+    {"--create", nullptr, "add the key, and its group, when it is missing", "set"},
+    {"--wait", "<seconds>",
+     "how long to wait for another process that changes the\n"
+     "configuration (10)",
+     "set import"},
 };
 
-[[noreturn]] void Reject(const std::wstring& what) {
-    throw UsageError(Utf8FromWide(what) + "; \"stewardConfig --help\" shows the usage");
-}
+constexpr char kFooter[] =
+    R"(A change is written to a file beside the configuration, read back, and takes its place when it is complete;
+access list and attributes stay. The plug-in reads the configuration once per process: restart its host.
 
-// Options go into `line`; what is left are the command and its operands.
-std::vector<std::wstring> TakeOptions(const std::vector<std::wstring>& arguments, CommandLine& line,
-                                      bool& isDone) {
-    std::vector<std::wstring> words;
-    for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-        if (*argument == L"--") {
-            words.insert(words.end(), std::next(argument), arguments.end());
-            break;
-        }
-        if (!argument->starts_with(L"--")) {
-            words.push_back(*argument);
-        } else if (*argument == L"--help" || *argument == L"--version") {
-            line.command = *argument == L"--help" ? Command::Help : Command::Version;
-            isDone = true;
-        } else if (*argument == L"--json") {
-            line.json = true;
-        } else if (*argument == L"--show-secrets") {
-            line.showSecrets = true;
-        } else if (*argument == L"--file") {
-            if (std::next(argument) == arguments.end() || std::next(argument)->empty()) {
-                Reject(L"--file needs the path of a configuration file");
-            }
-            line.file = *++argument;
-        } else {
-            Reject(L"unknown option \"" + *argument + L"\"");
-        }
-    }
-    return words;
-}
-
-void CheckName(const std::wstring& name) {
-    if (name.empty() || name.find_first_of(L"/*") != std::wstring::npos) {
-        Reject(L"\"" + name + L"\" is not the name of a group or key");
-    }
-}
+Exit codes
+  0  done
+  1  failed; one line on standard error says why and what to do, and nothing was changed
+  2  wrong usage; nothing was done
+)";
 
 } // namespace
 
-CommandLine ParseCommandLine(const std::vector<std::wstring>& arguments) {
-    CommandLine line;
-    bool isDone = false;
-    auto words = TakeOptions(arguments, line, isDone);
-    if (isDone) {
-        return line;
+constexpr tools::ToolForm kTool = {"stewardConfig",
+                                   "reads and changes the platform's configuration, system_config.cfg",
+                                   kCommands, kOptions, kFooter};
+
+std::wstring ConfigurationPath(const tools::ReadLine& line) {
+    const std::wstring* const file = line.Find("--file");
+    if (file != nullptr && file->empty()) {
+        Refuse(line, "--file needs the path of a configuration, not an empty text");
     }
-    if (words.empty()) {
-        Reject(L"no command given");
+    return file == nullptr ? InstalledConfiguration() : FullPath(*file);
+}
+
+unsigned SecondsToWait(const tools::ReadLine& line) {
+    const std::wstring* const text = line.Find("--wait");
+    if (text == nullptr) {
+        return kDefaultWait;
     }
-    const auto* const form =
-        std::find_if(std::begin(kForms), std::end(kForms),
-                     [&](const CommandForm& candidate) { return words[0] == candidate.name; });
-    if (form == std::end(kForms)) {
-        Reject(L"unknown command \"" + words[0] + L"\"");
+    const bool isNumber = !text->empty() && text->find_first_not_of(L"0123456789") == std::wstring::npos;
+    const unsigned long seconds = std::wcstoul(text->c_str(), nullptr, 10);
+    if (!isNumber || seconds > kLongestWait) {
+        Refuse(line, "--wait takes seconds from 0 to " + std::to_string(kLongestWait) + ", not '" +
+                         Utf8FromWide(*text) + "'");
     }
-    words.erase(words.begin());
-    if (words.size() != form->operands) {
-        Reject(std::wstring(form->name) + L" takes " + std::to_wstring(form->operands) + L" operands, not " +
-               std::to_wstring(words.size()));
+    return static_cast<unsigned>(seconds);
+}
+
+std::wstring OperandPath(const tools::ReadLine& line, size_t index) {
+    if (line.operands[index].empty()) {
+        Refuse(line, "the path is empty");
     }
-    if (form->takesNames) {
-        CheckName(words[0]);
-        CheckName(words[1]);
-    }
-    if (line.json && form->command != Command::List) {
-        Reject(L"--json goes with list only");
-    }
-    if (line.showSecrets && form->command != Command::List && form->command != Command::Get) {
-        Reject(L"--show-secrets goes with get and list only");
-    }
-    line.command = form->command;
-    line.operands = std::move(words);
-    return line;
+    return FullPath(line.operands[index]);
+}
+
+void Refuse(const tools::ReadLine& line, const std::string& what) {
+    tools::RefuseUsage(kTool, line.command, what);
 }
 
 } // namespace steward::configtool

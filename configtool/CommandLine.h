@@ -1,29 +1,24 @@
+// What a command line of stewardConfig may hold, and what is asked of it beyond the form.
 #pragma once
 
-#include <stdexcept>
+#include "Options.h"
+
 #include <string>
-#include <vector>
 
 namespace steward::configtool {
 
-// The message says what was wrong and what to do, in UTF-8 and one line.
-class UsageError : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
+extern const tools::ToolForm kTool;
 
-enum class Command { Help, Version, Get, Set, List, Export, Import };
+// The file that --file names, otherwise the installed one.
+std::wstring ConfigurationPath(const tools::ReadLine& line);
 
-struct CommandLine {
-    Command command = Command::Help;
-    std::vector<std::wstring> operands; // as many as the command takes
-    std::wstring file;                  // empty: the installed one
-    bool json = false;
-    bool showSecrets = false;
-};
+// How long to wait for another process that changes the configuration.
+unsigned SecondsToWait(const tools::ReadLine& line);
 
-// `arguments` without the program's name. Throws UsageError.
-CommandLine ParseCommandLine(const std::vector<std::wstring>& arguments);
+// An operand that must not be empty, as a whole path.
+std::wstring OperandPath(const tools::ReadLine& line, size_t index);
 
-extern const char kHelp[];
+// "..., see stewardConfig set --help"
+[[noreturn]] void Refuse(const tools::ReadLine& line, const std::string& what);
 
 } // namespace steward::configtool

@@ -1,18 +1,15 @@
+// The commands. Each throws Failure, nothing changed then, or UsageError.
 #pragma once
 
-#include "CommandLine.h"
-
-#include <stdexcept>
-#include <string>
+#include "Answer.h"
+#include "Options.h"
 
 namespace steward::configtool {
 
-// The message says what was wrong and what to do, in UTF-8 and one line.
-class Failure : public std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
-// Carries a command out; the result is what it prints, in UTF-8. Throws Failure, nothing changed then.
-std::string Run(const CommandLine& line);
+Answer Get(const tools::ReadLine& line);
+Answer List(const tools::ReadLine& line);
+Answer Set(const tools::ReadLine& line);
+Answer Export(const tools::ReadLine& line);
+Answer Import(const tools::ReadLine& line);
 
 } // namespace steward::configtool

@@ -1,39 +1,23 @@
 #include "CommandLine.h"
 
-#include "config/Utf8.h"
+#include "util/Utf8.h"
+
+#include <windows.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cwchar>
 
 namespace steward::host {
 
-const char kHelp[] =
-    R"(stewardHost - a command-line service host for driverSteward.dll
-
-  stewardHost status                                state and versions of the drivers
-  stewardHost install <folder>                      install and start the package's drivers
-  stewardHost uninstall <folder>                    remove the drivers by the package's INF files
-  stewardHost update <folder> [--compare-state N]   update the drivers; N as in DrvInfo (2 unless told)
-  stewardHost equal-update <folder>                 the same, going on past a driver that does not stop
-  stewardHost rollback <folder>                     go back to the package's drivers
-  stewardHost batch <action>:<folder> ...           several records; <action> is one of the above,
-                                                    update=N:<folder> sets the compare state
-
-Options
-  --plugin <dll>   the plug-in to load (driverSteward.dll beside this program unless told)
-  --json           one JSON object instead of text
-  --help, --version
-
-Each record is handed to the plug-in by a call of its own, so that every record's result is known;
-as in the plug-in's own batch, 0xE01A000C ends it. The state report follows.
-The plug-in's log lines go to the file that TRACESINK_FILE names; without it there are none.
-
-Exit code: 0 success, 3010 restart required, 1 failure, 2 wrong usage. Needs an administrator.
-)";
-
 namespace {
 
+using tools::ReadLine;
+
 constexpr uint32_t kOrdinaryUpdate = 2;
+constexpr uint32_t kLongestSeconds = 24 * 60 * 60;
+constexpr uint32_t kWatchSeconds = 2;
+constexpr uint32_t kHighestLogLevel = 6;
 
 struct Verb {
     const wchar_t* name;
@@ -53,110 +37,138 @@ const Verb* FindVerb(const std::wstring& name) {
     return found == std::end(kVerbs) ? nullptr : found;
 }
 
-[[noreturn]] void Refuse(const std::string& message) {
-    throw UsageError(message + "; see stewardHost --help");
-}
+// Completes what the option reader has taken apart.
+class Completion {
+  public:
+    explicit Completion(const ReadLine& read) : read_(read) {}
 
-uint32_t ParseNumber(const std::wstring& text) {
-    wchar_t* end = nullptr;
-    const unsigned long long value = std::wcstoull(text.c_str(), &end, 0);
-    const bool startsWithDigit = !text.empty() && text[0] >= L'0' && text[0] <= L'9';
-    if (!startsWithDigit || *end != L'\0' || value > UINT32_MAX) {
-        Refuse("'" + Utf8FromWide(text) + "' is no compare state: a number from 0 to 4294967295 is");
-    }
-    return static_cast<uint32_t>(value);
-}
-
-Request MakeRequest(const Verb& verb, const std::wstring& folder) {
-    if (folder.empty()) {
-        Refuse("a package folder is missing after '" + Utf8FromWide(verb.name) + "'");
-    }
-    return {verb.name, verb.action, verb.compareState, folder};
-}
-
-// "<action>:<folder>", or "update=N:<folder>".
-Request ParseBatchRecord(const std::wstring& text) {
-    const size_t colon = text.find(L':');
-    const std::wstring head = text.substr(0, colon);
-    const size_t equals = head.find(L'=');
-    const Verb* const verb = FindVerb(head.substr(0, equals));
-    if (colon == std::wstring::npos || verb == nullptr) {
-        Refuse("'" + Utf8FromWide(text) + "' is no record: <action>:<folder> is");
-    }
-    Request request = MakeRequest(*verb, text.substr(colon + 1));
-    if (equals != std::wstring::npos) {
-        if (request.command != L"update") {
-            Refuse("only update takes a compare state");
+    CommandLine Complete() {
+        line_.form = read_.command;
+        line_.plugin = Text("--plugin", "a DLL");
+        line_.json = read_.Has("--json");
+        line_.force = read_.Has("--force");
+        line_.strict = read_.Has("--strict");
+        line_.trace = read_.Has("--trace");
+        line_.log = Text("--log", "a file");
+        line_.logLevel = Number("--log-level", "log level", kHighestLogLevel);
+        line_.package = Text("--package", "a package folder");
+        line_.waitSeconds = Number("--wait", "number of seconds", kLongestSeconds).value_or(0);
+        if (read_.Has("--watch")) {
+            line_.watchSeconds = read_.Find("--watch")->empty()
+                                     ? kWatchSeconds
+                                     : Number("--watch", "number of seconds", kLongestSeconds);
         }
-        request.compareState = ParseNumber(head.substr(equals + 1));
+        if (read_.kind == ReadLine::Kind::Run) {
+            TakeCommand(read_.command->name);
+        } else {
+            line_.command = read_.kind == ReadLine::Kind::Version ? Command::Version : Command::Help;
+        }
+        return std::move(line_);
     }
-    return request;
-}
+
+  private:
+    [[noreturn]] void Refuse(const std::string& what) const {
+        tools::RefuseUsage(kTool, read_.command, what);
+    }
+
+    void TakeCommand(const std::string& name) {
+        if (name == "status") {
+            line_.command = Command::Status;
+        } else if (name == "trace" || name == "diag") {
+            line_.command = name == "trace" ? Command::Trace : Command::Diag;
+            line_.file = read_.operands.empty() ? L"" : read_.operands[0];
+        } else if (name == "check") {
+            line_.command = Command::Check;
+            line_.requests.push_back(MakeRequest(VerbOf(read_.operands[0]), read_.operands[1]));
+        } else {
+            line_.command = Command::Run;
+            for (const std::wstring& operand : read_.operands) {
+                line_.requests.push_back(name == "batch" ? BatchRecord(operand)
+                                                         : MakeRequest(VerbOf(WideFromUtf8(name)), operand));
+            }
+        }
+        if (const auto state = Number("--compare-state", "compare state", UINT32_MAX)) {
+            if (line_.requests[0].command != L"update") {
+                Refuse("only update takes --compare-state");
+            }
+            line_.requests[0].compareState = *state;
+        }
+    }
+
+    [[nodiscard]] const Verb& VerbOf(const std::wstring& name) const {
+        const Verb* const verb = FindVerb(name);
+        if (verb == nullptr) {
+            Refuse("'" + Utf8FromWide(name) +
+                   "' is no action: install, uninstall, update, equal-update or rollback is");
+        }
+        return *verb;
+    }
+
+    // "<action>:<folder>", or "update=N:<folder>".
+    [[nodiscard]] Request BatchRecord(const std::wstring& text) const {
+        const size_t colon = text.find(L':');
+        const std::wstring head = text.substr(0, colon);
+        const size_t equals = head.find(L'=');
+        const Verb* const verb = FindVerb(head.substr(0, equals));
+        if (colon == std::wstring::npos || verb == nullptr) {
+            Refuse("'" + Utf8FromWide(text) + "' is no record: <action>:<folder> is");
+        }
+        Request request = MakeRequest(*verb, text.substr(colon + 1));
+        if (equals != std::wstring::npos) {
+            if (request.command != L"update") {
+                Refuse("only update takes a compare state");
+            }
+            request.compareState = NumberIn(head.substr(equals + 1), "compare state", UINT32_MAX);
+        }
+        return request;
+    }
+
+    [[nodiscard]] Request MakeRequest(const Verb& verb, const std::wstring& folder) const {
+        if (folder.empty()) {
+            Refuse("a package folder is missing after '" + Utf8FromWide(verb.name) + "'");
+        }
+        std::wstring path(32768, L'\0');
+        path.resize(GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr));
+        if (path.empty() || path.size() >= DRV_INFO_PATH_UNITS) {
+            Refuse("the package folder's path has " + std::to_string(std::max(path.size(), folder.size())) +
+                   " characters; move the package to a path of at most 1023");
+        }
+        return {verb.name, verb.action, verb.compareState, path};
+    }
+
+    [[nodiscard]] std::wstring Text(const char* option, const char* what) const {
+        const std::wstring* const text = read_.Find(option);
+        if (text != nullptr && text->empty()) {
+            Refuse(std::string(option) + " needs " + what);
+        }
+        return text == nullptr ? L"" : *text;
+    }
+
+    [[nodiscard]] std::optional<uint32_t> Number(const char* option, const char* what, uint32_t most) const {
+        const std::wstring* const text = read_.Find(option);
+        return text == nullptr ? std::nullopt : std::optional(NumberIn(*text, what, most));
+    }
+
+    [[nodiscard]] uint32_t NumberIn(const std::wstring& text, const char* what, uint32_t most) const {
+        wchar_t* end = nullptr;
+        const unsigned long long value = std::wcstoull(text.c_str(), &end, 0);
+        const bool startsWithDigit = !text.empty() && text[0] >= L'0' && text[0] <= L'9';
+        if (!startsWithDigit || *end != L'\0' || value > most) {
+            Refuse("'" + Utf8FromWide(text) + "' is no " + what + ": a number from 0 to " +
+                   std::to_string(most) + " is");
+        }
+        return static_cast<uint32_t>(value);
+    }
+
+    const ReadLine& read_;
+    CommandLine line_;
+};
 
 } // namespace
 
 CommandLine ParseCommandLine(const std::vector<std::wstring>& arguments) {
-    CommandLine line;
-    std::vector<std::wstring> words;
-    std::wstring compareState;
-    bool isInformation = false;
-    for (size_t i = 0; i < arguments.size(); ++i) {
-        const std::wstring& argument = arguments[i];
-        const auto value = [&]() -> const std::wstring& {
-            if (++i == arguments.size()) {
-                Refuse("a value is missing after " + Utf8FromWide(argument));
-            }
-            return arguments[i];
-        };
-        if (argument == L"--help" || argument == L"--version") {
-            line.command = argument == L"--help" ? Command::Help : Command::Version;
-            isInformation = true;
-        } else if (argument == L"--json") {
-            line.json = true;
-        } else if (argument == L"--plugin") {
-            line.plugin = value();
-        } else if (argument == L"--compare-state") {
-            compareState = value();
-        } else if (argument.starts_with(L"--")) {
-            Refuse("unknown option " + Utf8FromWide(argument));
-        } else {
-            words.push_back(argument);
-        }
-    }
-    if (isInformation) {
-        return line;
-    }
-    if (words.empty()) {
-        Refuse("a command is missing");
-    }
-    line.command = Command::Run;
-    const Verb* const verb = FindVerb(words[0]);
-    if (!compareState.empty() && words[0] != L"update") {
-        Refuse("only update takes --compare-state");
-    }
-    if (words[0] == L"batch") {
-        std::transform(words.begin() + 1, words.end(), std::back_inserter(line.requests), ParseBatchRecord);
-        if (line.requests.empty()) {
-            Refuse("a record is missing after 'batch'");
-        }
-        return line;
-    }
-    const bool isStatus = words[0] == L"status";
-    if (verb == nullptr && !isStatus) {
-        Refuse("unknown command '" + Utf8FromWide(words[0]) + "'");
-    }
-    if (words.size() > (isStatus ? 1U : 2U)) {
-        Refuse("'" + Utf8FromWide(words.back()) + "' is one argument too many");
-    }
-    if (isStatus) {
-        line.command = Command::Status;
-        return line;
-    }
-    line.requests.push_back(MakeRequest(*verb, words.size() == 2 ? words[1] : L""));
-    if (!compareState.empty()) {
-        line.requests[0].compareState = ParseNumber(compareState);
-    }
-    return line;
+    const ReadLine read = tools::ReadArguments(kTool, arguments);
+    return Completion(read).Complete();
 }
 
 } // namespace steward::host

@@ -4,13 +4,20 @@
 #include "driverSteward.h"
 
 #include <array>
+#include <cstdint>
 #include <string>
 
 namespace steward::host {
 
+// The full path of the plug-in that was named on the command line: relative to the current folder, as any
+// path; driverSteward.dll beside the program when none was.
+std::wstring PluginPath(const std::wstring& asTyped);
+
 class PluginLibrary {
   public:
-    // Loads the plug-in and looks its exports up. Throws std::runtime_error with one line for the user.
+    // Loads the plug-in and looks its exports up. What it needs is looked for in its own folder first, and
+    // the platform's libraries from now on as well. Throws std::runtime_error with one line for the user,
+    // which names the DLLs that are missing. `path` is a full one.
     explicit PluginLibrary(const std::wstring& path);
     PluginLibrary(const PluginLibrary&) = delete;
     PluginLibrary& operator=(const PluginLibrary&) = delete;

@@ -1,117 +1,248 @@
 // A command-line service host.
+#include "ActionLog.h"
+#include "Actions.h"
 #include "CommandLine.h"
-#include "DriverView.h"
-#include "Output.h"
+#include "Diag.h"
+#include "Interrupt.h"
+#include "JsonOutput.h"
+#include "OnlyHost.h"
 #include "PluginLibrary.h"
+#include "TextOutput.h"
+#include "TraceView.h"
 
 #include "Console.h"
-#include "config/Utf8.h"
+#include "PlatformLibraries.h"
+#include "WindowsError.h"
+#include "WindowsFiles.h"
+#include "util/Utf8.h"
 
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <exception>
+#include <stdexcept>
 
 namespace {
 
 using namespace steward;
 using namespace steward::host;
 
-enum ExitCode { kSuccess = 0, kFailure = 1, kWrongUsage = 2, kRestartRequired = 3010 };
-
-void PrintLine(DWORD stream, const std::string& text) {
-    std::fflush(stdout); // the plug-in may have printed
-    tools::Print(stream, text);
-}
-
-std::wstring AbsolutePath(const std::wstring& folder) {
-    std::wstring path(32768, L'\0');
-    path.resize(GetFullPathNameW(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr));
-    return path.empty() ? folder : path;
-}
-
-DrvInfo RecordOf(Request& request) {
-    request.folder = AbsolutePath(request.folder);
-    if (request.folder.size() >= DRV_INFO_PATH_UNITS) {
-        throw UsageError("the package folder's path has " + std::to_string(request.folder.size()) +
-                         " characters; move the package to a path of at most 1023");
+void Answer(const std::string& text) {
+    if (!tools::Print(STD_OUTPUT_HANDLE, text)) {
+        throw std::runtime_error("the output cannot be written; check where standard output goes");
     }
-    if (GetFileAttributesW(request.folder.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        PrintLine(STD_ERROR_HANDLE, "stewardHost: warning: there is no folder " +
-                                        Utf8FromWide(request.folder) + "; check the path\n");
-    }
-    DrvInfo record{};
-    std::copy(request.folder.begin(), request.folder.end(), record.path);
-    record.action = request.action;
-    record.compare_state = request.compareState;
-    return record;
 }
 
-// Ends as the plug-in's own batch does.
-std::vector<RecordResult> RunRecords(const PluginLibrary& plugin, std::vector<Request> requests) {
-    std::vector<DrvInfo> records(requests.size());
-    std::transform(requests.begin(), requests.end(), records.begin(), RecordOf);
-    std::vector<RecordResult> results;
-    for (size_t i = 0; i < records.size(); ++i) {
-        results.push_back({requests[i], plugin.Run(records[i])});
-        if (results.back().code == DS_FAILED_BATCH_ABORTED) {
-            break;
+void AnswerInJson(const tools::Json& json) {
+    Answer(tools::Dump(json));
+}
+
+// To be made before the plug-in is loaded. Actions keep a log even when nobody asked for one.
+LogWish LogWishOf(const CommandLine& line) {
+    const bool isAction = line.command == Command::Run;
+    const std::wstring name = line.requests.size() == 1 ? line.requests[0].command : L"batch";
+    return {line.log, line.logLevel, isAction ? name : L""};
+}
+
+VersionResult VersionOf(const PluginLibrary& plugin) {
+    return {STEWARD_VERSION, "", plugin.Version(), plugin.OwnerModuleId()};
+}
+
+// Of the work in one word, for another host that waits.
+std::wstring WorkOf(const CommandLine& line) {
+    return line.requests.size() == 1 ? line.requests[0].command + L" " + line.requests[0].folder
+                                     : L"batch of " + std::to_wstring(line.requests.size()) + L" records";
+}
+
+void ShowTrace(const ActionsResult& result) {
+    for (const RecordResult& record : result.records) {
+        const bool isWritten =
+            !record.trace || (tools::Print(STD_OUTPUT_HANDLE, "\n") && PrintTree(*record.trace));
+        if (!isWritten) {
+            Answer(""); // says so
         }
     }
-    return results;
+    if (!result.logProblem.empty()) {
+        tools::Print(STD_ERROR_HANDLE, "stewardHost: no call tree: " + result.logProblem + "\n");
+    }
 }
 
-int ExitCodeOf(const std::vector<RecordResult>& results) {
-    const auto failed = [](const RecordResult& result) {
-        return result.code != DS_SUCCESS && result.code != DS_SUCCESS_RESTART_REQUIRED;
-    };
-    const auto restart = [](const RecordResult& result) {
-        return result.code == DS_SUCCESS_RESTART_REQUIRED;
-    };
-    return std::any_of(results.begin(), results.end(), failed)    ? kFailure
-           : std::any_of(results.begin(), results.end(), restart) ? kRestartRequired
-                                                                  : kSuccess;
+int RunActions(const CommandLine& line) {
+    if (!tools::IsElevated()) {
+        throw std::runtime_error(kNotElevated);
+    }
+    const Interrupt interrupt;
+    const OnlyHost onlyHost(WorkOf(line), line.waitSeconds, interrupt.Event());
+    ActionLog log(LogWishOf(line));
+    const PluginLibrary plugin(PluginPath(line.plugin));
+    const ActionsResult result = RunRecords(plugin, line, interrupt, log);
+    tools::Print(STD_ERROR_HANDLE, WarningsOf(result));
+    if (line.json) {
+        const VersionResult version = VersionOf(plugin);
+        AnswerInJson(JsonOfActions(result, {"actions", result.Answer(), &version, {}}));
+    } else if (result.ending != Ending::Refused || result.records.size() > 1) {
+        Answer(TextOf(result));
+        if (line.trace) {
+            ShowTrace(result);
+        }
+    }
+    return result.Answer();
 }
 
-std::string VersionText(const PluginLibrary& plugin) {
-    const auto version = plugin.Version();
-    return "stewardHost " STEWARD_VERSION "\nplug-in " + std::to_string(version[0]) + "." +
-           std::to_string(version[1]) + "." + std::to_string(version[2]) + ", owner module " +
-           std::to_string(plugin.OwnerModuleId()) + "\n";
+int RunCheck(const CommandLine& line) {
+    const ActionLog log(LogWishOf(line));
+    const PluginLibrary plugin(PluginPath(line.plugin));
+    const Preflight preflight = LookBefore(line.requests[0]);
+    if (line.json) {
+        const VersionResult version = VersionOf(plugin);
+        AnswerInJson(JsonOfCheck(preflight, {"check", preflight.Answer(), &version, {}}));
+    } else {
+        Answer(TextOf(preflight));
+    }
+    return preflight.Answer();
+}
+
+// What can be seen without an administrator's rights is shown, but the plug-in, which would see nothing, is
+// not asked.
+StatusResult LookAtStatus(const PluginLibrary& plugin) {
+    StatusResult status{std::nullopt, tools::LookAtMachine()};
+    if (status.machine.isElevated) {
+        status.report = plugin.Report();
+    }
+    return status;
+}
+
+void ShowStatus(const CommandLine& line, const PluginLibrary& plugin, const StatusResult& status) {
+    if (line.json) {
+        const VersionResult version = VersionOf(plugin);
+        const ExitCode code = line.strict ? status.StrictAnswer() : kSuccess;
+        AnswerInJson(JsonOfStatus(status, {"status", code, &version, {}}));
+    } else {
+        Answer(TextOf(status));
+    }
+}
+
+int RunStatus(const CommandLine& line) {
+    const ActionLog log(LogWishOf(line));
+    const PluginLibrary plugin(PluginPath(line.plugin));
+    for (;;) {
+        const StatusResult status = LookAtStatus(plugin);
+        if (!status.machine.isElevated) {
+            tools::Print(STD_ERROR_HANDLE,
+                         std::string("stewardHost: not everything is seen: ") + kNotElevated + "\n");
+        }
+        ShowStatus(line, plugin, status);
+        if (!line.watchSeconds || !tools::IsConsole(STD_OUTPUT_HANDLE)) {
+            return line.strict ? status.StrictAnswer() : kSuccess;
+        }
+        Sleep(*line.watchSeconds * 1000);
+        Answer("\n");
+    }
+}
+
+// Never fails: what is wrong with the plug-in is part of the answer.
+VersionResult LookAtVersion(const CommandLine& line) {
+    const ActionLog log(LogWishOf(line));
+    VersionResult version;
+    version.host = STEWARD_VERSION;
+    try {
+        version = VersionOf(PluginLibrary(PluginPath(line.plugin)));
+    } catch (const std::runtime_error& problem) {
+        version.problem = problem.what();
+    }
+    return version;
+}
+
+int RunVersion(const CommandLine& line) {
+    const VersionResult version = LookAtVersion(line);
+    if (line.json) {
+        AnswerInJson(JsonOfVersion({"version", kSuccess, &version, {}}));
+    } else {
+        Answer(TextOf(version));
+    }
+    return kSuccess;
+}
+
+int RunTrace(const CommandLine& line) {
+    const auto content = tools::ContentOf(line.file);
+    if (!content) {
+        throw std::runtime_error("the log " + Utf8FromWide(line.file) +
+                                 " cannot be read: " + tools::SystemMessage(GetLastError()));
+    }
+    const tools::Log log = tools::ReadLog(*content);
+    const std::string problem = WhatIsWrongWith(log);
+    const ExitCode code = log.lines.empty() ? kFailure : kSuccess;
+    if (!problem.empty()) {
+        tools::Print(STD_ERROR_HANDLE, "stewardHost: " + problem + "\n");
+    }
+    if (line.json) {
+        const std::vector<std::string> warnings(problem.empty() ? 0 : 1, problem);
+        AnswerInJson(JsonOfTrace(Utf8FromWide(line.file), log, {"trace", code, nullptr, warnings}));
+    } else if (!PrintTree(tools::TreeOf(log.lines))) {
+        Answer("");
+    }
+    return code;
+}
+
+int RunDiag(const CommandLine& line) {
+    const VersionResult version = LookAtVersion(line);
+    const tools::Json diagnosis = Diagnosis(line, {"diag", kSuccess, &version, {}});
+    const bool asJson = line.json || line.file.ends_with(L".json");
+    const std::string text = asJson ? tools::Dump(diagnosis) : TextOf(diagnosis);
+    if (line.file.empty()) {
+        Answer(text);
+    } else {
+        WriteDiagnosis(line.file, text);
+    }
+    return kSuccess;
 }
 
 int Run(const CommandLine& line) {
-    if (line.command == Command::Help) {
-        PrintLine(STD_OUTPUT_HANDLE, kHelp);
+    switch (line.command) {
+    case Command::Version:
+        return RunVersion(line);
+    case Command::Status:
+        return RunStatus(line);
+    case Command::Check:
+        return RunCheck(line);
+    case Command::Trace:
+        return RunTrace(line);
+    case Command::Diag:
+        return RunDiag(line);
+    case Command::Run:
+        return RunActions(line);
+    default:
+        Answer(tools::HelpText(kTool, line.form));
         return kSuccess;
     }
-    const PluginLibrary plugin(line.plugin);
-    if (line.command == Command::Version) {
-        PrintLine(STD_OUTPUT_HANDLE, VersionText(plugin));
-        return kSuccess;
-    }
-    const std::vector<RecordResult> results = RunRecords(plugin, line.requests);
-    const DriverStateReport report = plugin.Report();
-    const std::vector<DriverView> drivers = LookAtDrivers();
-    PrintLine(STD_OUTPUT_HANDLE, line.json ? JsonOf(results, report, drivers)
-                                           : TextOf(results, line.requests.size(), report, drivers));
-    return ExitCodeOf(results);
 }
 
-int Complain(const std::exception& problem, ExitCode code) {
-    PrintLine(STD_ERROR_HANDLE, std::string("stewardHost: ") + problem.what() + "\n");
+bool AsksForJson(const std::vector<std::wstring>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), L"--");
+    return std::find(arguments.begin(), end, L"--json") != end;
+}
+
+int Complain(const std::exception& problem, ExitCode code, bool inJson) {
+    tools::Print(STD_ERROR_HANDLE, std::string("stewardHost: ") + problem.what() + "\n");
+    if (inJson) {
+        const char* const id = code == kWrongUsage ? "usage" : "failure";
+        tools::Print(STD_OUTPUT_HANDLE, tools::Dump(JsonOfError(id, problem.what(), code)));
+    }
     return code;
 }
 
 } // namespace
 
 int wmain(int argc, wchar_t** argv) {
+    const std::vector<std::wstring> arguments(argv + 1, argv + argc);
+    const bool inJson = AsksForJson(arguments);
     try {
-        tools::KeepLogOffTheConsole();
-        return Run(ParseCommandLine({argv + 1, argv + argc}));
-    } catch (const UsageError& problem) {
-        return Complain(problem, kWrongUsage);
+        tools::KeepStandardOutputForAnswers();
+        tools::KeepOwnLogQuiet();
+        return Run(ParseCommandLine(arguments));
+    } catch (const tools::UsageError& problem) {
+        return Complain(problem, kWrongUsage, inJson);
     } catch (const std::exception& problem) {
-        return Complain(problem, kFailure);
+        return Complain(problem, kFailure, inJson);
     }
 }

@@ -1,6 +1,6 @@
 /* What a service host needs to load and call driverSteward.dll. Plain C; little-endian, 64-bit Windows.
  *
- * Load the library by LoadLibraryW and look the four functions up by their undecorated names (the typedefs at
+ * Load the library by its full path and look the four functions up by their undecorated names (the typedefs at
  * the end fit GetProcAddress). All functions run on the caller's thread to completion, keep no handle and
  * throw nothing. One batch at a time: two batches at once would undo each other's lifting of the service
  * restriction.
@@ -8,9 +8,19 @@
 #ifndef DRIVERSTEWARD_H
 #define DRIVERSTEWARD_H
 
+#ifndef _WIN64
+#error "driverSteward.dll is a 64-bit Windows library: build the host for 64-bit Windows (x64)"
+#endif
+
 #include <stddef.h>
 #include <stdint.h>
 #include <wchar.h>
+
+/* The version of this header and of the plug-in that it belongs to. It stands here and nowhere else. */
+#define DRIVERSTEWARD_VERSION_MAJOR 5
+#define DRIVERSTEWARD_VERSION_MINOR 5
+#define DRIVERSTEWARD_VERSION_PATCH 0
+#define DRIVERSTEWARD_VERSION_BUILD 1256
 
 #ifdef __cplusplus
 extern "C" {
@@ -55,6 +65,9 @@ typedef struct DrvInfo {
 #define DS_FAILED_BATCH_ABORTED 0xE01A000CU /* failed, and the records that follow were not processed */
 #define DS_DRIVER_NOT_STOPPED 0xE01A0019U   /* uninstallation: a running driver could not be stopped */
 
+/* Whether a batch's result code is a success, one that wants a restart included. */
+#define DS_SUCCEEDED(code) (((code) & 0x80000000U) == 0)
+
 enum { DRIVER_STATE_REPORT_TAG = 0x22000100, DRIVER_STATE_VERSION_BYTES = 100 };
 
 /* What the report callback receives; lives only for the duration of the callback. */
@@ -82,7 +95,8 @@ uint32_t Plugin_Interface_EnumerateDriversInfo(DriverStateCallback callback, voi
 /* The identifier of the host module that owns this plug-in: 20005. */
 uint32_t Plugin_Interface_GetHelperOwnerModuleID(void);
 
-/* Stores major, minor and build (5, 5, 1256) into three 32-bit numbers. A null pointer is accepted. */
+/* Stores the plug-in's DRIVERSTEWARD_VERSION_MAJOR, _MINOR and _BUILD into three 32-bit numbers. A null
+ * pointer is accepted. */
 void Plugin_Interface_GetModuleVersion(uint32_t* version);
 
 typedef uint32_t (*DriversDoActionFunction)(const DrvInfo*, uint32_t);

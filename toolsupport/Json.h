@@ -1,11 +1,20 @@
 #pragma once
 
+#include <nlohmann/json.hpp>
+
 #include <string>
 #include <string_view>
 
 namespace steward::tools {
 
-// UTF-8 text as a JSON string, quotes included.
+using Json = nlohmann::ordered_json; // members in the order in which they are written
+
+// The document as indented ASCII with a line end. Ill-formed UTF-8 becomes U+FFFD.
+template <typename Document> std::string Dump(const Document& document) {
+    return document.dump(2, ' ', true, Document::error_handler_t::replace) + "\n";
+}
+
+// UTF-8 text as a JSON string, quotes included. Goes once nobody writes JSON by hand.
 std::string JsonText(std::string_view utf8);
 
 } // namespace steward::tools

@@ -1,17 +1,27 @@
 #include "WindowsFiles.h"
 
+#include "util/Handles.h"
 #include "util/RegKey.h"
 
 #include <windows.h>
 
+#include <array>
 #include <cstddef>
-#include <iterator>
+#include <cstdio>
+#include <string_view>
+#include <utility>
 
 namespace steward::tools {
 
 namespace {
 
-constexpr wchar_t kDevicePrefix[] = L"\\??\\";
+// The list holds "\\??\\C:\\..."; an exclamation mark before it lets a move replace a file.
+std::wstring Win32Path(const std::wstring& listed) {
+    constexpr std::wstring_view kDevicePrefix = L"\\??\\";
+    const size_t start = listed.starts_with(L"!") ? 1 : 0;
+    const bool isPrefixed = std::wstring_view(listed).substr(start).starts_with(kDevicePrefix);
+    return listed.substr(start + (isPrefixed ? kDevicePrefix.size() : 0));
+}
 
 } // namespace
 
@@ -34,17 +44,33 @@ std::optional<FileIdentity> IdentityOf(const std::wstring& path) {
     if (VerQueryValueW(resource.data(), L"\\VarFileInfo\\Translation", &translation, &length) &&
         length >= 4) {
         const auto* const words = static_cast<const WORD*>(translation);
-        wchar_t block[64];
-        wsprintfW(block, L"\\StringFileInfo\\%04x%04x\\OriginalFilename", words[0], words[1]);
-        void* name = nullptr;
-        if (VerQueryValueW(resource.data(), block, &name, &length)) {
-            identity.originalName = static_cast<const wchar_t*>(name);
-        }
+        const auto text = [&](const wchar_t* name) {
+            wchar_t block[64];
+            wsprintfW(block, L"\\StringFileInfo\\%04x%04x\\%s", words[0], words[1], name);
+            void* value = nullptr;
+            return VerQueryValueW(resource.data(), block, &value, &length)
+                       ? std::wstring(static_cast<const wchar_t*>(value))
+                       : std::wstring();
+        };
+        identity.originalName = text(L"OriginalFilename");
+        identity.productName = text(L"ProductName");
     }
     return identity;
 }
 
-std::vector<std::wstring> FilesDeletedAtRestart() {
+bool IsOlder(const std::string& version, const std::string& than) {
+    const auto parts = [](const std::string& text) {
+        std::array<unsigned, 4> numbers{};
+        const int found =
+            std::sscanf(text.c_str(), "%u.%u.%u.%u", &numbers[0], &numbers[1], &numbers[2], &numbers[3]);
+        return found == 4 ? std::optional(numbers) : std::nullopt;
+    };
+    const auto left = parts(version);
+    const auto right = parts(than);
+    return left && right && *left < *right;
+}
+
+std::vector<PendingMove> MovesAtRestart() {
     RegKey key;
     DWORD bytes = 0;
     constexpr wchar_t kValue[] = L"PendingFileRenameOperations";
@@ -57,19 +83,44 @@ std::vector<std::wstring> FilesDeletedAtRestart() {
     if (key.QueryBinaryValue(kValue, pairs.data(), bytes) != ERROR_SUCCESS) {
         return {};
     }
-    std::vector<std::wstring> files;
+    std::vector<PendingMove> moves;
     const wchar_t* const end = pairs.data() + bytes / sizeof(wchar_t);
     for (const wchar_t* at = pairs.data(); at < end && *at != L'\0';) {
-        std::wstring from = at;
+        const std::wstring from = at;
         at += from.size() + 1;
         const std::wstring to = at < end ? at : L"";
         at += to.size() + 1;
-        if (to.empty()) {
-            files.push_back(from.starts_with(kDevicePrefix) ? from.substr(std::size(kDevicePrefix) - 1)
-                                                            : from);
+        moves.push_back({Win32Path(from), Win32Path(to)});
+    }
+    return moves;
+}
+
+std::vector<std::wstring> FilesDeletedAtRestart() {
+    std::vector<std::wstring> files;
+    for (PendingMove& move : MovesAtRestart()) {
+        if (move.to.empty()) {
+            files.push_back(std::move(move.from));
         }
     }
     return files;
+}
+
+std::optional<std::string> ContentOf(const std::wstring& path) {
+    constexpr LONGLONG kMost = 256 * 1024 * 1024;
+    const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size{};
+    if (!file || !GetFileSizeEx(file.Get(), &size) || size.QuadPart > kMost) {
+        return std::nullopt;
+    }
+    std::string content(static_cast<size_t>(size.QuadPart), '\0');
+    DWORD read = 0;
+    if (!ReadFile(file.Get(), content.data(), static_cast<DWORD>(content.size()), &read, nullptr)) {
+        return std::nullopt;
+    }
+    content.resize(read);
+    return content;
 }
 
 } // namespace steward::tools

@@ -1,5 +1,11 @@
-// Development stand-in for the platform's logging library: one line "time level module file:line message" per
-// record, in UTF-8, appended to the file that TRACESINK_FILE names, or to standard error.
+// Development stand-in for the platform's logging library: one line per record, in UTF-8, appended to the
+// file that TRACESINK_FILE names, or to standard error:
+//
+//     YYYY-MM-DD HH:MM:SS.uuuuuu <level> <module tag> <file>:<line> <message>
+//
+// in local time, ended by CR LF. A control character or line separator inside a record is written as its code
+// in two or four hexadecimal digits between angle brackets, so that no message forges a line: CR LF is
+// "<0D><0A>".
 //
 // Thresholds: TRACESINK_LEVEL for every module (default 2), overridden by TRACESINK_LEVEL_<n> = "<level>
 // <module>" for n = 1, 2, ... up to the first that is not set.
@@ -7,6 +13,7 @@
 
 #include <windows.h>
 
+#include <cstdint>
 #include <cwchar>
 #include <string>
 #include <utility>
@@ -26,6 +33,14 @@ uint32_t LevelIn(const std::wstring& text) {
     return static_cast<uint32_t>(std::wcstoul(text.c_str(), nullptr, 10));
 }
 
+std::wstring Digits(uint64_t value, size_t width = 1) {
+    std::wstring digits;
+    for (; value != 0 || digits.size() < width; value /= 10) {
+        digits.insert(digits.begin(), L"0123456789"[value % 10]);
+    }
+    return digits;
+}
+
 struct Settings {
     std::wstring file = Environment(L"TRACESINK_FILE");
     uint32_t level = kDefaultLevel;
@@ -35,8 +50,8 @@ struct Settings {
         if (const std::wstring text = Environment(L"TRACESINK_LEVEL"); !text.empty()) {
             level = LevelIn(text);
         }
-        for (int n = 1;; ++n) {
-            const std::wstring entry = Environment((L"TRACESINK_LEVEL_" + std::to_wstring(n)).c_str());
+        for (uint64_t n = 1;; ++n) {
+            const std::wstring entry = Environment((L"TRACESINK_LEVEL_" + Digits(n)).c_str());
             const size_t blank = entry.find(L' ');
             if (blank == std::wstring::npos) {
                 return;
@@ -61,25 +76,113 @@ std::string Utf8(const std::wstring& text) {
     return bytes;
 }
 
+bool IsControl(wchar_t unit) {
+    return unit < 0x20 || (unit >= 0x7F && unit < 0xA0) || unit == 0x2028 || unit == 0x2029;
+}
+
+std::wstring Escaped(const std::wstring& text) {
+    std::wstring escaped;
+    for (const wchar_t unit : text) {
+        if (IsControl(unit)) {
+            escaped += L'<';
+            for (int shift = unit > 0xFF ? 12 : 4; shift >= 0; shift -= 4) {
+                escaped += L"0123456789ABCDEF"[(unit >> shift) & 0xF];
+            }
+            escaped += L'>';
+        } else {
+            escaped += unit;
+        }
+    }
+    return escaped;
+}
+
+constexpr uint64_t kTicksPerSecond = 10'000'000; // of a FILETIME
+
+uint64_t Ticks(const FILETIME& time) {
+    return static_cast<uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+uint64_t Counter(BOOL(WINAPI* query)(LARGE_INTEGER*)) {
+    LARGE_INTEGER value{};
+    query(&value);
+    return static_cast<uint64_t>(value.QuadPart);
+}
+
+// Before Windows 8 the system time moves in steps of some milliseconds; the performance counter tells what
+// has passed since the first call.
+uint64_t TimeByCounter() {
+    static const uint64_t frequency = Counter(QueryPerformanceFrequency);
+    static const uint64_t start = Counter(QueryPerformanceCounter);
+    static const uint64_t startTime = [] {
+        FILETIME time;
+        GetSystemTimeAsFileTime(&time);
+        return Ticks(time);
+    }();
+    const uint64_t passed = Counter(QueryPerformanceCounter) - start;
+    return startTime + passed / frequency * kTicksPerSecond +
+           passed % frequency * kTicksPerSecond / frequency;
+}
+
+uint64_t SystemTime() {
+    using Precise = void(WINAPI*)(FILETIME*);
+    static const auto precise = reinterpret_cast<Precise>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetSystemTimePreciseAsFileTime")));
+    if (precise == nullptr) {
+        return TimeByCounter();
+    }
+    FILETIME time;
+    precise(&time);
+    return Ticks(time);
+}
+
 std::wstring Now() {
+    const uint64_t ticks = SystemTime();
+    const FILETIME utc{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+    FILETIME local;
     SYSTEMTIME time;
-    GetLocalTime(&time);
-    wchar_t text[32];
-    wsprintfW(text, L"%04u-%02u-%02u %02u:%02u:%02u.%03u", time.wYear, time.wMonth, time.wDay, time.wHour,
-              time.wMinute, time.wSecond, time.wMilliseconds);
-    return text;
+    FileTimeToLocalFileTime(&utc, &local);
+    FileTimeToSystemTime(&local, &time);
+    return Digits(time.wYear, 4) + L"-" + Digits(time.wMonth, 2) + L"-" + Digits(time.wDay, 2) + L" " +
+           Digits(time.wHour, 2) + L":" + Digits(time.wMinute, 2) + L":" + Digits(time.wSecond, 2) + L"." +
+           Digits(ticks % kTicksPerSecond / 10, 6);
+}
+
+// One append write per line, so that several processes can share a file.
+bool Append(const Settings& settings, const std::string& record) {
+    const HANDLE out = settings.file.empty() ? GetStdHandle(STD_ERROR_HANDLE)
+                                             : CreateFileW(settings.file.c_str(), FILE_APPEND_DATA,
+                                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                                           OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (out == INVALID_HANDLE_VALUE || out == nullptr) {
+        return false;
+    }
+    DWORD written = 0;
+    const BOOL stored = WriteFile(out, record.data(), static_cast<DWORD>(record.size()), &written, nullptr);
+    if (!settings.file.empty()) {
+        CloseHandle(out);
+    }
+    return stored && written == record.size();
+}
+
+const wchar_t* TextOr(const wchar_t* text, const wchar_t* otherwise) {
+    return text == nullptr ? otherwise : text;
 }
 
 } // namespace
 
-void* Log_GetDefaultHandle() {
-    return &Current();
+// Callers are plain C: nothing may be thrown at them.
+
+void* Log_GetDefaultHandle() try { return &Current(); } catch (...) {
+    return nullptr;
 }
 
 uint32_t Log_GetLogLevel(void* handle, const wchar_t* module) {
+    if (handle == nullptr) {
+        return 0;
+    }
     const auto& settings = *static_cast<Settings*>(handle);
     for (const auto& [name, level] : settings.modules) {
-        if (name == module) {
+        if (name == TextOr(module, L"")) {
             return level;
         }
     }
@@ -87,24 +190,14 @@ uint32_t Log_GetLogLevel(void* handle, const wchar_t* module) {
 }
 
 uint32_t Log_Flush(void* handle, const wchar_t* module, uint32_t level, const wchar_t* file, uint32_t line,
-                   const wchar_t* text, uint32_t bytes) {
-    const auto& settings = *static_cast<Settings*>(handle);
-    const std::wstring message =
-        text == nullptr ? std::wstring() : std::wstring(text, bytes / sizeof(wchar_t));
-    const std::string record = Utf8(Now() + L" " + std::to_wstring(level) + L" " + module + L" " + file +
-                                    L":" + std::to_wstring(line) + L" " + message + L"\r\n");
-    // One append write per line, so that several processes can share a file.
-    const HANDLE out = settings.file.empty() ? GetStdHandle(STD_ERROR_HANDLE)
-                                             : CreateFileW(settings.file.c_str(), FILE_APPEND_DATA,
-                                                           FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                                           OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (out == INVALID_HANDLE_VALUE || out == nullptr) {
+                   const wchar_t* text, uint32_t bytes) try {
+    if (handle == nullptr) {
         return 1;
     }
-    DWORD written = 0;
-    const BOOL stored = WriteFile(out, record.data(), static_cast<DWORD>(record.size()), &written, nullptr);
-    if (!settings.file.empty()) {
-        CloseHandle(out);
-    }
-    return stored ? 0 : 1;
+    const std::wstring message(TextOr(text, L""), text == nullptr ? 0 : bytes / sizeof(wchar_t));
+    const std::wstring record = Digits(level) + L" " + TextOr(module, L"?") + L" " + TextOr(file, L"?") +
+                                L":" + Digits(line) + L" " + message;
+    return Append(*static_cast<Settings*>(handle), Utf8(Now() + L" " + Escaped(record) + L"\r\n")) ? 0 : 1;
+} catch (...) {
+    return 1;
 }

@@ -3,7 +3,9 @@
 #include <tinyxml.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <string_view>
 
 namespace steward {
 namespace {
@@ -17,6 +19,23 @@ char Lower(char c) {
 // The parser takes every byte above the printable ASCII characters for a letter.
 bool IsNameStart(char c) {
     return (Lower(c) >= 'a' && Lower(c) <= 'z') || c == '_' || static_cast<unsigned char>(c) >= 127;
+}
+
+// What means nothing to the walk, wherever it stands: all of ASCII but what may end a text, a value or a
+// name, or begin a reference.
+constexpr auto kIsPlain = [] {
+    std::array<bool, 256> plain{};
+    for (size_t byte = 1; byte < 128; ++byte) {
+        plain[byte] = std::string_view("<>&/=\"'").find(static_cast<char>(byte)) == std::string_view::npos;
+    }
+    return plain;
+}();
+
+const char* BehindPlainText(const char* text) {
+    while (kIsPlain[static_cast<unsigned char>(*text)]) {
+        ++text;
+    }
+    return text;
 }
 
 bool StartsWith(const char* text, const char* prefix) {
@@ -59,7 +78,11 @@ class Walk {
 
     // To the next `end` that the parser does not take for a part of a longer character.
     bool PassCharactersTo(char end) {
-        while (position_ != kEndOfText && *position_ != '\0' && *position_ != end) {
+        while (position_ != kEndOfText) {
+            position_ = BehindPlainText(position_);
+            if (*position_ == '\0' || *position_ == end) {
+                break;
+            }
             PassCharacter();
         }
         return position_ != kEndOfText && *position_ != '\0';
@@ -78,7 +101,7 @@ class Walk {
 
     // Behind the next `end`, byte by byte.
     void PassBytesBehind(const char* end) {
-        position_ = std::strstr(position_, end);
+        position_ = end[1] == '\0' ? std::strchr(position_, end[0]) : std::strstr(position_, end);
         if (position_ != kEndOfText) {
             position_ += std::strlen(end);
         }
@@ -117,7 +140,7 @@ class Walk {
         deepest_ = std::max(deepest_, depth_ + 1);
         size_t attributes = 0;
         const char* name = position_;
-        for (++position_; *position_ != '\0'; ++position_) {
+        for (++position_; *(position_ = BehindPlainText(position_)) != '\0'; ++position_) {
             switch (*position_) {
             case '>':
                 ++position_;

@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 namespace steward {
 namespace {
 
@@ -28,8 +30,7 @@ bool SaveCfgHelper::Save(const std::wstring& path, bool writeThrough) const {
         return false;
     }
     const DWORD flags = writeThrough ? FILE_FLAG_WRITE_THROUGH : FILE_ATTRIBUTE_NORMAL;
-    const FileHandle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, flags, nullptr));
+    FileHandle file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, flags, nullptr));
     if (!file) {
         STEWARD_LOG(5, L"CreateFile Fail.");
         STEWARD_LOG(5, L"SaveCfgHelper::Save. wstrFilePath: ", path, L". GetLastError(): ", GetLastError(),
@@ -46,6 +47,7 @@ bool SaveCfgHelper::Save(const std::wstring& path, bool writeThrough) const {
                     m_uiEncryptedLen);
         return false;
     }
+    file.Reset();
     STEWARD_LOG(2, L"<== SaveCfgHelper::Save,Return true");
     return true;
 }

@@ -1,11 +1,10 @@
 #include "config/SignaturePolicy.h"
 
-#include "config/SysConfigManager.h"
-#include "util/RegKey.h"
 #include "util/Std_Utils_Signature.h"
 
-#include <cstdlib>
-#include <string>
+#include <windows.h>
+
+#include <cstdint>
 
 namespace steward {
 
@@ -21,25 +20,17 @@ constexpr int32_t kOff = 10;
 constexpr int32_t kVerificationSkipped = 1;
 constexpr DWORD kGraceMilliseconds = 120'000;
 
-const wchar_t* ConfigNameOf(uint32_t setting) {
-    switch (setting) {
-    case SP_RESTART_ND_REVERT:
-        return L"ORPL_CFG_SP_RESTART_ND_REVERT";
-    case SP_MODULE_LOAD:
-        return L"ORPL_CFG_SP_MODULE_LOAD";
-    case SP_MAIN_OBJECTIVE:
-        return L"ORPL_CFG_SP_MAIN_OBJECTIVE";
-    default:
-        return nullptr;
-    }
-}
-
 bool IsVerificationDue() {
-    // The 32-bit counter wraps after 49.7 days; the grace then recurs, by design.
-    return GetTickCount() >= kGraceMilliseconds && IsModuleLoadSignatureCheckEnabled();
+    return SignatureGraceLeftMilliseconds() == 0 && IsModuleLoadSignatureCheckEnabled();
 }
 
 } // namespace
+
+// The 32-bit counter wraps after 49.7 days; the grace then recurs, by design.
+uint32_t SignatureGraceLeftMilliseconds() {
+    const DWORD uptime = GetTickCount();
+    return uptime < kGraceMilliseconds ? kGraceMilliseconds - uptime : 0;
+}
 
 int32_t VerifyFileSignatureWithPolicy(const wchar_t* path, wchar_t* nameBuffer, uint32_t capacity,
                                       bool* trusted) {
@@ -55,25 +46,6 @@ bool IsModuleLoadSignatureCheckEnabled() {
         g_moduleLoadPolicyState = QuerySignaturePolicySetting(SP_MODULE_LOAD, nullptr) ? kOn : kOff;
     }
     return g_moduleLoadPolicyState == kOn;
-}
-
-bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder) {
-    std::wstring installFolder;
-    if (folder != nullptr && *folder != L'\0') {
-        installFolder = folder;
-    } else if (!ReadHKLMString(installFolder, L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir")) {
-        return false;
-    }
-    const wchar_t* const configName = ConfigNameOf(setting);
-    if (configName == nullptr) {
-        return false;
-    }
-    std::wstring value;
-    SysConfigManager manager(installFolder, kSysConfigFileName);
-    manager.Load();
-    manager.GetSysConfig(L"ORPL_ALL", configName, value);
-    manager.Unload();
-    return _wtoi(value.c_str()) == 1;
 }
 
 } // namespace steward

@@ -3,12 +3,12 @@
 #include "config/ConfigDocument.h"
 #include "config/FileText.h"
 #include "config/SaveCfgHelper.h"
-#include "config/Utf8.h"
 #include "util/Log.h"
 #include "util/Std_Utils_File.h"
+#include "util/Utf8.h"
 
 #include <algorithm>
-#include <exception>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 #include <utility>
@@ -38,7 +38,7 @@ std::wstring XPathOf(const std::wstring& group, const std::wstring& name) {
 template <typename Result, typename Operation> Result Guarded(Result onException, Operation operation) {
     try {
         return operation();
-    } catch (const std::exception&) {
+    } catch (...) {
         return onException;
     }
 }
@@ -94,7 +94,7 @@ bool SysConfigManager::Parse(std::string text) {
         case ConfigDocument::Outcome::Refused:
             break;
         }
-    } catch (const std::exception&) { // logged below
+    } catch (...) { // logged below
     }
     STEWARD_LOG(3, L"system_config.cfg parse failed.");
     return false;

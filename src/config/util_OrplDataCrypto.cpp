@@ -8,6 +8,7 @@
 #include <wincrypt.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -44,7 +45,7 @@ void ReportError(const wchar_t* message) {
     const DWORD error = GetLastError();
     try {
         STEWARD_LOG(5, L"OrplDataCrypto error. ", message);
-        STEWARD_LOG(5, L"error(", std::to_wstring(error), L"). Msg = \"", SystemMessage(error), L"\"");
+        STEWARD_LOG(5, L"error(", std::to_string(error), L"). Msg = \"", SystemMessage(error), L"\"");
     } catch (const std::bad_alloc&) { // the line is lost, not the operation
         SetLastError(error);
     }
@@ -128,6 +129,9 @@ bool QueryOutputSize(Direction direction, HCRYPTKEY key, uint32_t inputLength, u
 }
 
 bool TransformPiece(Direction direction, HCRYPTKEY key, bool isFinal, uint8_t* piece, DWORD& length) {
+    if (length == 0) {
+        return true; // some providers refuse it
+    }
     if (direction == Direction::Encrypt) {
         return CryptEncrypt(key, 0, isFinal, 0, piece, &length, kWorkingBytes) != FALSE ||
                Fail(L"Error during CryptEncrypt.");

@@ -7,6 +7,7 @@
 
 #include "setupKit.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <string>
@@ -47,8 +48,9 @@ void DeleteAtRestart(const std::wstring& path) {
     }
 }
 
+// With its attributes reset: the restart deletes no read-only file.
 bool RenameAway(const std::wstring& target, const std::wstring& temporary) {
-    if (!MoveFileWithFallback(target.c_str(), temporary.c_str(), MOVEFILE_REPLACE_EXISTING, false)) {
+    if (!MoveFileWithFallback(target.c_str(), temporary.c_str(), MOVEFILE_REPLACE_EXISTING, true)) {
         STEWARD_LOG(5, L"Failed to rename old driver file from ", target, L" to ", temporary, L", error: ",
                     GetLastError());
         return false;

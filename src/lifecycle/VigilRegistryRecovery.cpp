@@ -33,10 +33,14 @@ bool IsDeviceNodeSound(const wchar_t* name) {
     return ReadLogged(classGuid, LegacyDeviceKey(name) + L"\\" + instanceId + L"\\", L"ClassGUID");
 }
 
+// From its parent: opening HKEY_LOCAL_MACHINE itself answers the predefined handle, and closing that closes
+// it for the whole host process. The parent's access rights do not matter for the deletion.
 bool DeleteKeyLogged(const std::wstring& path) {
-    RegKey machine;
-    const bool deleted = machine.Open(HKEY_LOCAL_MACHINE, L"", KEY_ALL_ACCESS) == ERROR_SUCCESS &&
-                         machine.RecurseDeleteKey(path.c_str()) == ERROR_SUCCESS;
+    const size_t last = path.rfind(L'\\');
+    RegKey parent;
+    const bool deleted =
+        parent.Open(HKEY_LOCAL_MACHINE, path.substr(0, last).c_str(), KEY_READ) == ERROR_SUCCESS &&
+        parent.RecurseDeleteKey(path.c_str() + last + 1) == ERROR_SUCCESS;
     if (deleted) {
         STEWARD_LOG(2, L"Success to delete registry: key=", path);
     } else {

@@ -4,6 +4,8 @@
 #include "plugin/Dispatcher.h"
 #include "plugin/StateReport.h"
 
+#include <cstdint>
+
 namespace {
 
 constexpr uint32_t kHelperOwnerModuleId = 20005;
@@ -45,8 +47,8 @@ uint32_t Plugin_Interface_GetHelperOwnerModuleID() {
 
 void Plugin_Interface_GetModuleVersion(uint32_t* version) {
     if (version != nullptr) {
-        version[0] = STEWARD_VERSION_MAJOR;
-        version[1] = STEWARD_VERSION_MINOR;
-        version[2] = STEWARD_VERSION_BUILD;
+        version[0] = DRIVERSTEWARD_VERSION_MAJOR;
+        version[1] = DRIVERSTEWARD_VERSION_MINOR;
+        version[2] = DRIVERSTEWARD_VERSION_BUILD;
     }
 }

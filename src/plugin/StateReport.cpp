@@ -6,7 +6,6 @@
 #include "util/Log.h"
 #include "util/Std_Utils_String.h"
 
-#include <cstdio>
 #include <string>
 
 namespace steward {
@@ -23,8 +22,9 @@ const wchar_t* Shown(const wchar_t* name) {
 void ReadVersion(const wchar_t* name, char (&version)[DRIVER_STATE_VERSION_BYTES]) {
     FileVersion found{};
     if (QueryFileVersion((DriversFolder() + Shown(name) + L".sys").c_str(), found)) {
-        std::snprintf(version, sizeof version, "%d.%d.%d", static_cast<int>(found.major),
-                      static_cast<int>(found.minor), static_cast<int>(found.build));
+        const std::string text = std::to_string(found.major) + "." + std::to_string(found.minor) + "." +
+                                 std::to_string(found.build);
+        version[text.copy(version, sizeof version - 1)] = '\0';
     } else {
         STEWARD_LOG(3, L"Query driver ", Shown(name), L" version failed!");
     }

@@ -2,20 +2,12 @@
 
 #include "util/RegKey.h"
 
+#include <cstdint>
 #include <new>
 
 namespace steward {
 
 namespace {
-
-OSVERSIONINFOEXW ReadVersionRecord() {
-    OSVERSIONINFOEXW record{};
-    record.dwOSVersionInfoSize = sizeof record;
-    if (!GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&record))) {
-        return {};
-    }
-    return record;
-}
 
 // Nothing may be thrown while the module is loaded.
 uint32_t RegistryNumber(const wchar_t* name) try {
@@ -25,21 +17,30 @@ uint32_t RegistryNumber(const wchar_t* name) try {
     return 0;
 }
 
+struct Version {
+    OSVERSIONINFOEXW record;
+    int32_t code;
+};
+
 // The registry tells the truth where GetVersionExW shows an older version to programs without a manifest.
-int32_t ReadVersionCode(const OSVERSIONINFOEXW& record) {
+Version ReadVersion() {
     const uint32_t registryMajor = RegistryNumber(L"CurrentMajorVersionNumber");
     const uint32_t registryMinor = RegistryNumber(L"CurrentMinorVersionNumber");
-    if (record.dwOSVersionInfoSize == 0) {
-        return -99;
+    OSVERSIONINFOEXW record{};
+    record.dwOSVersionInfoSize = sizeof record;
+    if (!GetVersionExW(reinterpret_cast<OSVERSIONINFOW*>(&record))) {
+        return {{}, -99};
     }
-    return registryMajor > record.dwMajorVersion
-               ? OsVersionCodeOf(registryMajor, registryMinor)
-               : OsVersionCodeOf(record.dwMajorVersion, record.dwMinorVersion);
+    return {record, registryMajor > record.dwMajorVersion
+                        ? OsVersionCodeOf(registryMajor, registryMinor)
+                        : OsVersionCodeOf(record.dwMajorVersion, record.dwMinorVersion)};
 }
+
+const Version kVersion = ReadVersion();
 
 } // namespace
 
-const OSVERSIONINFOEXW OsVersionRecord = ReadVersionRecord();
-const int32_t OsVersionCode = ReadVersionCode(OsVersionRecord);
+const OSVERSIONINFOEXW OsVersionRecord = kVersion.record;
+const int32_t OsVersionCode = kVersion.code;
 
 } // namespace steward

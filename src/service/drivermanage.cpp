@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <string>
 
 namespace steward {
 
@@ -48,7 +49,11 @@ DWORD PollIntervalMs(const SERVICE_STATUS& status) {
 // Reaches standard output at once, also when this library has a runtime of its own.
 void PrintControlFailure(const char* function, DWORD error) {
     const LastErrorKeeper keeper;
-    std::printf("ControlService failed! function:%s Error = %d \n", function, static_cast<int>(error));
+    std::fputs("ControlService failed! function:", stdout);
+    std::fputs(function, stdout);
+    std::fputs(" Error = ", stdout);
+    std::fputs(std::to_string(static_cast<int>(error)).c_str(), stdout);
+    std::fputs(" \n", stdout);
     std::fflush(stdout);
 }
 
@@ -226,15 +231,17 @@ bool IsDriverExist(const wchar_t* name) {
     return exists;
 }
 
+const wchar_t* InstallSectionHere(const DriverRow& row) {
+    const bool platformPresent = IsDriverExist(kPlatformService);
+    return ChooseInstallSection(row, OsVersionCode, OsVersionRecord.dwMinorVersion,
+                                OsVersionRecord.wProductType, platformPresent);
+}
+
 bool _InstallDriverByInf(const wchar_t* infPath, const DriverRow& row) {
     STEWARD_LOG(2, L"==> _InstallDriverByInf,INF File Path: ", infPath);
     const bool usable = IsUsableInf(infPath);
     if (usable) {
-        const bool platformPresent = IsDriverExist(kPlatformService);
-        const wchar_t* const section =
-            ChooseInstallSection(row, OsVersionCode, OsVersionRecord.dwMinorVersion,
-                                 OsVersionRecord.wProductType, platformPresent);
-        const std::wstring commandLine = InfCommandLine(section, infPath);
+        const std::wstring commandLine = InfCommandLine(InstallSectionHere(row), infPath);
         RunInfSection(commandLine);
         STEWARD_LOG(2, L"called InstallHinfSectionW() Success!, command line: ", commandLine);
     }
@@ -246,7 +253,7 @@ bool _UnInstallDriverByInf(const wchar_t* infPath) {
     STEWARD_LOG(2, L"==> _UnInstallDriverByInf,");
     const bool usable = IsUsableInf(infPath);
     if (usable) {
-        RunInfSection(InfCommandLine(L"DefaultUninstall", infPath));
+        RunInfSection(InfCommandLine(kUninstallSection, infPath));
     }
     STEWARD_LOG(2, L"<== _UnInstallDriverByInf,");
     return usable;

@@ -34,6 +34,9 @@ bool IsDriverExist(const wchar_t* name);
 
 // INF files.
 
+// The section that _InstallDriverByInf runs on this machine.
+const wchar_t* InstallSectionHere(const DriverRow& row);
+
 // True when setup was run, which says nothing about its outcome; false when the INF file cannot be found.
 bool _InstallDriverByInf(const wchar_t* infPath, const DriverRow& row);
 bool _UnInstallDriverByInf(const wchar_t* infPath);

@@ -9,6 +9,8 @@
 #include <mscat.h>
 #include <softpub.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -148,6 +150,8 @@ class CatalogInterface {
         DWORD hashBytes = sizeof hash;
         SetFilePointer(file, 0, nullptr, FILE_BEGIN); // the verification before may have moved it
         calcHash_(file, &hashBytes, hash, 0);
+        hashBytes =
+            std::min<DWORD>(hashBytes, sizeof hash); // a hash that does not fit leaves the size it needs
         const FoundCatalog catalog(*this, enumCatalog_(admin_, hash, hashBytes, 0, nullptr));
         return catalog.Get() != nullptr && ReadSigner(catalog.Get(), signer);
     }

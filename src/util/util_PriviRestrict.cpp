@@ -11,10 +11,8 @@ namespace {
 
 constexpr LogSource kLog{kUtilModule, L"util_PriviRestrict.cpp"};
 
-constexpr DWORD kAdministratorsRestricted = SERVICE_ALL_ACCESS & ~static_cast<DWORD>(DELETE);
 constexpr DWORD kAdministratorsUnrestricted = GENERIC_ALL;
 constexpr DWORD kEverybodyElse = GENERIC_READ | GENERIC_EXECUTE;
-static_assert(kAdministratorsRestricted == 0x000E01FF);
 
 struct SidKind {
     using Handle = PSID;

@@ -46,6 +46,10 @@ class CSecurityInfo {
     PSECURITY_DESCRIPTOR descriptor_ = nullptr;
 };
 
+// What the built-in Administrators may do with a restricted service object: everything but delete it.
+inline constexpr DWORD kAdministratorsRestricted = SERVICE_ALL_ACCESS & ~static_cast<DWORD>(DELETE);
+static_assert(kAdministratorsRestricted == 0x000E01FF);
+
 class CWorkOnSpecificAccount {
   public:
     CWorkOnSpecificAccount() = default;

@@ -3,6 +3,7 @@
 #include "support/Fault.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <regex>
 #include <stdexcept>
@@ -19,7 +20,25 @@ template <typename Function> Function Export(HMODULE module, const char* name) {
     return reinterpret_cast<Function>(address);
 }
 
+bool IsPredefined(HKEY key) {
+    return (reinterpret_cast<uintptr_t>(key) & 0x80000000U) != 0;
+}
+
 } // namespace
+
+Plugin::PredefinedKeyWatch::PredefinedKeyWatch(HMODULE module)
+    : open(module,
+           [this](HKEY parent, LPCWSTR subkey, DWORD options, REGSAM access, HKEY* key) -> LSTATUS {
+               if (IsPredefined(parent) && (subkey == nullptr || *subkey == L'\0')) {
+                   *key = parent;
+                   return ERROR_SUCCESS;
+               }
+               return open.Original(parent, subkey, options, access, key);
+           }),
+      close(module, [this](HKEY key) -> LSTATUS {
+          EXPECT_FALSE(IsPredefined(key)) << "the plug-in closes a predefined key";
+          return IsPredefined(key) ? ERROR_SUCCESS : close.Original(key);
+      }) {}
 
 Plugin::Plugin() : module_(LoadLibraryW(L"driverSteward.dll")) {
     if (module_ == nullptr) {
@@ -37,9 +56,11 @@ Plugin::Plugin() : module_(LoadLibraryW(L"driverSteward.dll")) {
         }
     }
     capture_ = std::make_unique<LogCapture>(module_);
+    keys_.emplace(module_);
 }
 
 Plugin::~Plugin() {
+    keys_.reset();
     capture_.reset();
     closers_.clear();
     FreeLibrary(module_);

@@ -6,7 +6,9 @@
 
 #include "driverSteward.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,11 +31,20 @@ class Plugin {
     Transcript Log();
 
   private:
+    // Fails the test when the DLL closes a predefined key, which would be closed for the whole process. As
+    // Windows does, a predefined key that is opened without a subkey answers itself.
+    struct PredefinedKeyWatch {
+        explicit PredefinedKeyWatch(HMODULE module);
+        ImportPatch<"RegOpenKeyExW", decltype(RegOpenKeyExW)> open;
+        ImportPatch<"RegCloseKey", decltype(RegCloseKey)> close;
+    };
+
     HMODULE module_;
     DriversDoActionFunction doAction_;
     EnumerateDriversInfoFunction enumerate_;
     std::vector<std::unique_ptr<Tap>> closers_; // they may change last-error, as the log may
     std::unique_ptr<LogCapture> capture_;
+    std::optional<PredefinedKeyWatch> keys_;
 };
 
 // A folder of the sample packages, with its trailing backslash. Throws when STEWARD_PACKAGES is not set.

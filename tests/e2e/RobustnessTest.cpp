@@ -12,7 +12,9 @@
 #include <wincrypt.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
+#include <random>
 #include <set>
 
 namespace steward::test {
@@ -116,6 +118,33 @@ TEST_F(Robustness, BadInputIsAnswered) {
     EXPECT_EQ(plugin.Act(nullptr, 0), DS_FAILED_BATCH_ABORTED);
     EXPECT_EQ(plugin.Act(nullptr, 3), DS_FAILED_BATCH_ABORTED);
     EXPECT_EQ(plugin.Log(), Transcript());
+}
+
+// Faults: a crash, an answer outside the table, for whatever a record holds.
+TEST_F(Robustness, RandomRecordsAreAnswered) {
+    Plugin plugin;
+    const unsigned seed = GetTickCount();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    const auto fill = [&](void* to, size_t bytes) {
+        std::generate_n(static_cast<uint8_t*>(to), bytes, [&] { return static_cast<uint8_t>(random()); });
+    };
+    for (int batch = 0; batch < 200; ++batch) {
+        std::vector<DrvInfo> records(random() % 8);
+        for (DrvInfo& record : records) {
+            fill(&record, sizeof record);
+            record.action = random() % 4 == 0 ? record.action : random() % 5;
+            record.compare_state = random() % 4 == 0 ? record.compare_state : random() % 3;
+            const size_t length = random() % (2 * DRV_INFO_PATH_UNITS);
+            if (length < DRV_INFO_PATH_UNITS) {
+                record.path[length] = L'\0';
+            }
+        }
+        const uint32_t result = plugin.Act(records.data(), static_cast<uint32_t>(records.size()));
+        EXPECT_THAT(result, testing::AnyOf(DS_UNSUPPORTED_REQUEST, DS_FAILED_BATCH_ABORTED));
+        plugin.Log();
+    }
+    EXPECT_EQ(Drivers(), Alike("absent absent"));
 }
 
 // Faults: more rights than needed are asked for, another view of the registry, a file is shared with writers,

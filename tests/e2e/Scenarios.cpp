@@ -20,6 +20,7 @@
 //
 // $package, $drivers, $catalogs, $services and $config stand for folders and the key of the services, $none
 // for nothing. A file's blocks "before" and "after" surround each of its scenarios.
+#include "e2e/CellReport.h"
 #include "e2e/InstalledCatalogs.h"
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
@@ -32,6 +33,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -194,8 +196,10 @@ class Run : public testing::Test {
         plugin_->Log();
         const auto action = kActions.find(words.at(1));
         package_ = words.at(2).find(':') == std::string::npos ? Package(Wide(words[2])) : Wide(words[2]);
+        RecordedAction recorded(plugin_->Module(), rest_);
         const uint32_t result = plugin_->Act(action == kActions.end() ? Number(words.at(1)) : action->second,
                                              package_, words.size() > 3 ? Number(words[3]) : 2);
+        recorded.Answered(result);
         log_ = plugin_->Log();
         const std::string last = log_.empty() ? "" : log_.back();
         const size_t said = last.find("asStatus = 0x");
@@ -212,7 +216,9 @@ class Run : public testing::Test {
 
     void Report(const std::vector<std::string>& words) {
         plugin_->Log();
+        RecordedAction recorded(plugin_->Module(), "report");
         const DriverStateReport report = plugin_->Report();
+        recorded.Answered(report.state);
         log_ = plugin_->Log();
         EXPECT_EQ(Code(report.report_tag) + " " + std::to_string(report.valid), "22000100 1");
         EXPECT_EQ(report.version, words.size() > 2 ? words[2] : "");
@@ -349,6 +355,7 @@ const bool kRegistered = [] {
         const char* const file = std::getenv("STEWARD_SCENARIOS");
         static const Script script(file == nullptr ? "" : file);
         Register(script);
+        ReportCell();
         return true;
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "the scenarios that STEWARD_SCENARIOS names cannot be read: %s\n",

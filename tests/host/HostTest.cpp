@@ -1,78 +1,245 @@
-// stewardHost.exe as a user runs it, against a plug-in that answers as the case wants.
+// stewardHost.exe as a user runs it: against a plug-in that answers as the case wants, and on the machine
+// itself.
 #include "support/ToolRun.h"
+
+#include "e2e/Machine.h"
 
 #include <gmock/gmock.h>
 
+#include <windows.h>
+
 #include <filesystem>
+#include <fstream>
 
 namespace steward::test {
 
 namespace fs = std::filesystem;
 
-// In a folder with package folders that are named after the codes that the plug-in answers for them.
-static ToolRun RunHost(const std::wstring& arguments) {
-    for (const wchar_t* const code : {L"201A0001", L"201A0002", L"E01A000B", L"E01A000C"}) {
-        fs::create_directories(std::wstring(L"C:\\pack\u00e4ge\\") + code);
-    }
-    fs::current_path(L"C:\\pack\u00e4ge");
-    fs::remove("records.txt");
-    return RunTool(L"stewardHost.exe", L"--plugin fakePlugin.dll " + arguments);
+// Where the test and the product lie.
+static fs::path BinFolder() {
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    return fs::path(self).parent_path();
 }
+
+static const std::wstring kFake = L"--plugin fakePlugin.dll ";
+
+// In a folder with the fake plug-in, and package folders that are named after what it does for them.
+static void GoToFakePackages() {
+    fs::create_directories(L"C:\\pack\u00e4ge");
+    fs::current_path(L"C:\\pack\u00e4ge");
+    for (const wchar_t* const code :
+         {L"201A0001", L"201A0002", L"E01A000B", L"E01A000C", L"ctrl-c", L"nested"}) {
+        fs::create_directories(code);
+    }
+    fs::copy_file(BinFolder() / "fakePlugin.dll", "fakePlugin.dll", fs::copy_options::overwrite_existing);
+    fs::remove("records.txt");
+}
+
+struct HostCase {
+    std::wstring arguments;
+    unsigned exitCode;
+    const char* records; // that the plug-in is handed
+    const char* says;    // a part of what is written
+    ToolStreams streams = {};
+};
 
 // Faults: another exit code than documented; records after the one that ends the batch are handed over; an
 // action or compare state that is not what the command says; a wrong call that reaches the plug-in; a refusal
-// that takes more than a line, or says nothing of what to do; a plug-in that is none ends in a crash.
+// that takes more than a line, or says nothing of what to do; words of the plug-in between the answers; an
+// interrupt that ends the record at hand or starts another; two hosts at once; a failed write that passes as
+// success.
 TEST(Host, RunsRecordsOneByOneOrRefuses) {
-    // Arguments, exit code, what the plug-in is handed, a part of what is written.
-    const std::tuple<std::wstring, unsigned, const char*, const char*> cases[] = {
-        {L"status", 0, "", "not all running: "},
-        {L"install 201A0001", 0, "1/0/0 ", "\n   0x201A0001 success: done\n"},
-        {L"uninstall 201A0002", 3010, "1/2/0 ", "\nA restart of the machine is required.\n"},
-        {L"update --compare-state 0x7 E01A000B", 1, "1/1/7 ", "0xE01A000B procedure failed: "},
-        {L"rollback ..\\pack\u00e4ge/201A0001", 0, "1/1/1 ", "rollback C:\\pack\u00e4ge\\201A0001\n"},
-        {L"batch update=1000:201A0002 install:201A0001", 3010, "1/1/1000 1/0/0 ", "2. install C:"},
-        {L"batch update:201A0002 install:E01A000B install:201A0001", 1, "1/1/2 1/0/0 1/0/0 ", "3. install"},
-        {L"batch equal-update:201A0002 update:E01A000C install:201A0001", 1, "1/3/0 1/1/2 ",
-         "1. equal-update C:\\pack\u00e4ge\\201A0002\n"
-         "   0x201A0002 restart required: done; complete after the next restart of the machine\n"
-         "2. update C:\\pack\u00e4ge\\E01A000C\n   0xE01A000C failed, batch aborted: a driver is unsigned, "
-         "could not be installed, replaced, removed or started\n"
-         "The batch ended here: 1 record(s) not processed.\n"
-         "not all running: drivers are present, but not all are running (0xE01A0008), version 1.2.3\n"
-         "   driver    service        file          loaded image\n"
-         "   qxcomm    not installed  none          -\n"},
-        {L"--json install 201A0001", 0, "1/0/0 ",
-         "{\"records\":[{\"action\":\"install\",\"folder\":\"C:\\\\pack\u00e4ge\\\\201A0001\",\"code\":"
-         "\"0x201A0001\",\"name\":\"success\",\"meaning\":\"done\"}],\"report\":{\"code\":\"0xE01A0008\","},
-        {L"install C:\\nowhere\\201A0001", 0, "1/0/0 ", "warning: there is no folder C:\\nowhere"},
-        {L"--version", 0, "", "stewardHost 5.5.0.1256\nplug-in 1.2.3, owner module 7\n"},
+    const HostCase cases[] = {
+        {kFake + L"status", 0, "", "not all running: "},
+        {kFake + L"--force install 201A0001", 0, "1/0/0 ", "\n   0x201A0001 success: done\n"},
+        {kFake + L"--force uninstall 201A0002", 3010, "1/2/0 ", "\nA restart of the machine is required.\n"},
+        {kFake + L"--force update --compare-state=0x7 E01A000B", 1, "1/1/7 ",
+         "0xE01A000B procedure failed: "},
+        {kFake + L"--force rollback ..\\pack\u00e4ge/201A0001", 0, "1/1/1 ",
+         "rollback C:\\pack\u00e4ge\\201A0001\n"},
+        {kFake + L"--force batch update=1000:201A0002 install:201A0001", 3010, "1/1/1000 1/0/0 ",
+         "2. install C:"},
+        {kFake + L"--force batch update:201A0002 install:E01A000B install:201A0001", 1, "1/1/2 1/0/0 1/0/0 ",
+         "3. install"},
+        {kFake + L"--force batch equal-update:201A0002 update:E01A000C install:201A0001", 1, "1/3/0 1/1/2 ",
+         "\nThe batch ended here: 1 record(s) not processed.\n"},
+        {kFake + L"--force batch install:ctrl-c install:201A0001", 1, "1/0/0 ",
+         "\nInterrupted: 1 record(s) not"},
+        {kFake + L"--force install nested", 0, "1/0/0 ",
+         " (install C:\\pack\u00e4ge\\nested) is at work on the drivers; "},
+        {kFake + L"--force --json install 201A0001", 0, "1/0/0 ",
+         "\"code\":\"0x201A0001\",\"name\":\"success\""},
+        {kFake + L"--force install 201A0001",
+         1,
+         "1/0/0 ",
+         "the output cannot be written; check",
+         {.refusesOutput = true}},
+        {kFake + L"--force install 201A0001",
+         1,
+         "",
+         "stewardHost: this needs an administrator's rights; start it",
+         {.isElevated = false}},
+        {kFake + L"status --strict", 1, "", "not everything is seen", {.isElevated = false}},
+        {kFake + L"install 201A0001", 1, "",
+         "qxcomm: there is no C:\\pack\u00e4ge\\201A0001\\qxcomm.inf; complete"},
+        {kFake + L"install C:\\nowhere", 1, "", "there is no folder C:\\nowhere\\; check the path"},
+        {kFake + L"batch install:201A0001 install:C:\\nowhere", 1, "",
+         "there is no folder C:\\nowhere\\; check"},
+        {kFake + L"update --compare-state 1000 201A0001", 1, "",
+         "the plug-in rejects compare state 1000; give"},
+        {kFake + L"--version", 0, "", "stewardHost 5.5.0.1256\nplug-in 1.2.3, owner module 7\n"},
+        {L"--plugin C:\\no.dll --version", 0, "",
+         "stewardHost 5.5.0.1256\nplug-in unknown: there is no C:\\no.dll; "},
+        {L"--plugin C:\\no.dll status", 1, "", "there is no C:\\no.dll; name the plug-in with --plugin"},
+        {L"--plugin driverSteward.dll status", 1, "", "there is no C:\\pack\u00e4ge\\driverSteward.dll; "},
+        {L"--plugin C:\\windows\\system32\\version.dll status", 1, "",
+         "version.dll is no driver steward plug-in: it does not export Plugin_Interface_DriversDoAction, "},
+        {L"-h", 0, "", "stewardHost batch <action>:<folder> ..."},
+        {L"/?", 0, "", "Exit code: 0 success, 3010"},
+        {L"help update", 0, "", "\nExample\n  stewardHost update C:"},
+        {L"update --bad --help", 0, "", "--compare-state <n>"},
         {L"", 2, "", "a command is missing; see stewardHost --help"},
         {L"instal C:\\", 2, "", "unknown command 'instal'; see"},
-        {L"install", 2, "", "a package folder is missing after 'install'"},
+        {L"install", 2, "", "something is missing: install <folder>; see stewardHost install --help"},
+        {L"install \"\"", 2, "", "a package folder is missing after 'install'"},
         {L"install C:\\ D:\\", 2, "", "'D:\\' is one argument too many"},
-        {L"install C:\\ --compare-state 1", 2, "", "only update takes --compare-state"},
+        {L"install -v1", 2, "", "unknown option -v1; see"},
+        {L"install \"C:\\a b\\\" --force", 2, "", "an argument contains a double quote: "},
+        {L"install C:\\ --compare-state 1", 2, "",
+         "--compare-state does not go with install; it goes with update check"},
+        {L"update C:\\ --compare-state \"\"", 2, "", "'' is no compare state: a number from 0"},
         {L"update C:\\ --compare-state -1", 2, "", "'-1' is no compare state: a number from 0"},
         {L"update C:\\ --compare-state 4294967296", 2, "", "'4294967296' is no compare state"},
-        {L"install C:\\ --fast", 2, "", "unknown option --fast"},
-        {L"batch", 2, "", "a record is missing after 'batch'"},
+        {L"check remove C:\\", 2, "", "'remove' is no action: install, "},
+        {L"batch", 2, "", "something is missing: batch <action>:<folder> ..."},
         {L"batch install:C:\\ remove:C:\\", 2, "", "'remove:C:\\' is no record: <action>:<folder> is"},
         {L"install " + std::wstring(1024, L'x'), 2, "", "move the package to a path of at most 1023"},
-        {L"--plugin C:\\no.dll status", 1, "", "cannot load C:\\no.dll (Windows error 126); name"},
-        {L"--plugin setupKit.dll status", 1, "",
-         "setupKit.dll is no driver steward plug-in: it does not export Plugin_Interface_DriversDoAction, "},
     };
-    for (const auto& [arguments, exitCode, records, says] : cases) {
-        SCOPED_TRACE(says);
-        const ToolRun run = RunHost(arguments);
-        EXPECT_EQ(run.exitCode, exitCode);
-        EXPECT_THAT(run.output + run.errors, testing::HasSubstr(says));
-        EXPECT_EQ(ReadWholeFile(L"records.txt"), records);
-        EXPECT_EQ(run.output.empty(), exitCode != 0 && *records == '\0');
-        if (!run.errors.empty()) {
+    for (const HostCase& each : cases) {
+        SCOPED_TRACE(each.says);
+        GoToFakePackages();
+        const ToolRun run = RunTool(L"stewardHost.exe", each.arguments, each.streams);
+        EXPECT_EQ(run.exitCode, each.exitCode);
+        EXPECT_THAT(run.output + run.errors, testing::HasSubstr(each.says));
+        EXPECT_EQ(ReadWholeFile(L"records.txt"), each.records);
+        EXPECT_THAT(run.output, testing::Not(testing::HasSubstr("NOISE")));
+        if (each.exitCode == 2) {
             EXPECT_THAT(run.errors, testing::StartsWith("stewardHost: "));
             EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1);
+            EXPECT_EQ(run.output, "");
         }
     }
+}
+
+// Copies of the sample package with something amiss, and its two versions, below C:\pk.
+static void MakePackages() {
+    const fs::path samples = _wgetenv(L"STEWARD_PACKAGES");
+    fs::remove_all("C:\\pk");
+    fs::create_directory("C:\\pk");
+    const std::wstring longName(224, L'x'); // "C:\pk\" and these: 230 characters
+    for (const std::wstring copy :
+         {L"v1", L"no-sys", L"no-cat", L"no-driver", L"no-section", longName.c_str()}) {
+        fs::copy(samples / "v1", L"C:\\pk\\" + copy);
+    }
+    for (const wchar_t* const other : {L"v2", L"unsigned-qxevtmgr"}) {
+        fs::copy(samples / other, fs::path(L"C:\\pk") / other);
+    }
+    fs::remove("C:\\pk\\no-sys\\qxevtmgr.sys");
+    fs::remove("C:\\pk\\no-cat\\qxactmon.cat");
+    std::ofstream("C:\\pk\\no-driver\\qxcomm.sys") << "MZ";
+    std::ofstream("C:\\pk\\no-section\\qxcomm.inf") << "[Version]\nSignature=\"$WINDOWS NT$\"\n";
+}
+
+struct MachineCase {
+    std::wstring arguments;
+    unsigned exitCode;
+    std::vector<const char*> says;
+    bool changes = false; // the machine
+};
+
+// Faults: an action starts although its package or the machine cannot let it succeed; a check or a refusal
+// changes something; what is foretold is not what comes; the status hides a pending removal or a missing
+// file.
+TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
+    MakePackages();
+    RemoveDrivers();
+    const std::wstring tooLong = L" C:\\pk\\" + std::wstring(224, L'x');
+    const MachineCase cases[] = {
+        {L"status", 0, {"none present", "not installed", "code 100", "restart   none"}},
+        {L"status --strict", 1, {}},
+        {L"check uninstall C:\\pk\\v1",
+         1,
+         {"qxactmon: it is not installed: the removal ends there with 0xE01A000C; "}},
+        {L"install C:\\pk\\no-sys",
+         1,
+         {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package"}},
+        {L"install C:\\pk\\no-driver", 1, {"qxcomm.sys: it is no program image, or cannot be read; replace"}},
+        {L"install C:\\pk\\no-section", 1, {"qxcomm.inf has no section [DefaultInstall]; use a package for"}},
+        {L"install" + tooLong,
+         1,
+         {"path has 230 characters, too many for setup; move the package to a path of at most 227"}},
+        {L"check install C:\\pk\\unsigned-qxevtmgr",
+         0,
+         {"warning: qxevtmgr: ", "carries no valid signature"}},
+        {L"check install C:\\pk\\v1",
+         0,
+         {"5.5.0.1256", "Sample Signer",
+          "\nwould: run the install section of 3 INF files, start 3 drivers\n"}},
+        {L"install C:\\pk\\v1", 0, {"success: done"}, true},
+        {L"status --strict", 0, {"running", "1, platform"}},
+        {L"check update C:\\pk\\v2",
+         3010,
+         {"would: rename 3 images, copy 3 .sys and 3 .cat, then a restart\nverdict"}},
+        {L"update C:\\pk\\v2x", 1, {"there is no folder C:\\pk\\v2x\\; check the path"}},
+        {L"update C:\\pk\\no-sys", 1, {"there is no C:\\pk\\no-sys\\qxevtmgr.sys"}},
+        {L"update C:\\pk\\no-cat", 1, {"there is no C:\\pk\\no-cat\\qxactmon.cat"}},
+        {L"update C:\\pk\\v2", 3010, {"run their old image: qxcomm (5.5.0.1256), "}, true},
+        {L"status --strict", 3010, {"qxcomm will be replaced by 5.6.0.1300"}},
+        {L"check update C:\\pk\\v1",
+         3010,
+         {"older than the installed 5.6.0.1300; use rollback", "waits for the next restart"}},
+        {L"uninstall C:\\pk\\v2", 3010, {"A restart of the machine is required"}, true},
+        {L"status --strict", 3010, {"will be removed", "restart   qxcomm will be removed, "}},
+        {L"install C:\\pk\\v1", 1, {"qxcomm: its service is marked for deletion; restart first"}},
+    };
+    for (const MachineCase& each : cases) {
+        SCOPED_TRACE(testing::PrintToString(each.arguments) + testing::PrintToString(each.says));
+        const auto before = MachineState();
+        const ToolRun run = RunTool(L"stewardHost.exe", each.arguments);
+        EXPECT_EQ(run.exitCode, each.exitCode) << run.errors;
+        for (const char* const part : each.says) {
+            EXPECT_THAT(run.output + run.errors, testing::HasSubstr(part));
+        }
+        EXPECT_EQ(MachineState() != before, each.changes);
+    }
+    RemoveDrivers();
+}
+
+// Faults: a tool that does not start without the platform's libraries, or does not say which is missing
+// where; a plug-in that is served from the wrong folder.
+TEST(Host, SaysWhichLibraryIsMissing) {
+    const fs::path bin = BinFolder();
+    fs::remove_all("C:\\alone");
+    fs::create_directories("C:\\alone\\plugin");
+    fs::copy(bin / "stewardHost.exe", "C:\\alone");
+    fs::copy(bin / "driverSteward.dll", "C:\\alone\\plugin");
+    const std::wstring status = L"--plugin C:\\alone\\plugin\\driverSteward.dll status";
+    const auto host = [&](const std::wstring& arguments) {
+        return RunTool(L"C:\\alone\\stewardHost.exe", arguments);
+    };
+
+    EXPECT_EQ(host(L"--help").exitCode, 0U);
+    EXPECT_THAT(host(L"--version").output,
+                testing::HasSubstr("plug-in unknown: there is no C:\\alone\\driverSteward.dll"));
+    const ToolRun refused = host(status);
+    EXPECT_EQ(refused.exitCode, 1U);
+    EXPECT_THAT(refused.errors,
+                testing::HasSubstr("traceSink.dll, setupKit.dll is missing in C:\\alone\\plugin\\; put"));
+    fs::copy(bin / "traceSink.dll", "C:\\alone");
+    fs::copy(bin / "setupKit.dll", "C:\\alone\\plugin");
+    EXPECT_THAT(host(status).output, testing::HasSubstr("none present"));
+    fs::remove_all("C:\\alone");
 }
 
 } // namespace steward::test

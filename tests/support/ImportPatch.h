@@ -36,7 +36,8 @@ template <ImportName Name, typename R, typename... A> class ImportPatch<Name, R(
         current_ = std::move(outer_);
     }
 
-    R Original(A... arguments) const { return original_(arguments...); }
+    // What would be called without this patch: the one around it, or the function itself.
+    R Original(A... arguments) const { return outer_ ? outer_(arguments...) : original_(arguments...); }
 
   private:
     static R Thunk(A... arguments) { return current_(arguments...); }

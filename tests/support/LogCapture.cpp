@@ -1,5 +1,7 @@
 #include "support/LogCapture.h"
 
+#include <cstdint>
+
 namespace steward::test {
 
 std::string Utf8(std::wstring_view text) {

@@ -12,10 +12,24 @@ namespace {
 
 constexpr DWORD kLimitMilliseconds = 60'000;
 
-FileHandle InheritableFile(const std::filesystem::path& path) {
+FileHandle InheritableFile(const std::filesystem::path& path, DWORD access) {
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    return FileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS,
+    return FileHandle(CreateFileW(path.c_str(), access, FILE_SHARE_READ, &inherited, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+// This program's token, without its membership of the Administrators unless elevated.
+FileHandle Token(bool isElevated) {
+    BYTE administrators[SECURITY_MAX_SID_SIZE];
+    DWORD bytes = sizeof administrators;
+    CreateWellKnownSid(WinBuiltinAdministratorsSid, nullptr, administrators, &bytes);
+    SID_AND_ATTRIBUTES disabled{administrators, 0};
+    HANDLE own = nullptr;
+    HANDLE token = nullptr;
+    OpenProcessToken(GetCurrentProcess(), TOKEN_ALL_ACCESS, &own);
+    const FileHandle owner(own);
+    CreateRestrictedToken(own, 0, isElevated ? 0 : 1, &disabled, 0, nullptr, 0, nullptr, &token);
+    return FileHandle(token);
 }
 
 } // namespace
@@ -25,28 +39,33 @@ std::string ReadWholeFile(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
+ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, const ToolStreams& streams) {
     std::wstring self(MAX_PATH, L'\0');
     self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
     const auto tool = std::filesystem::path(self).replace_filename(program);
     const auto folder = std::filesystem::temp_directory_path();
     const auto suffix = std::to_wstring(GetCurrentProcessId());
+    const auto input = folder / (L"input" + suffix);
     const auto output = folder / (L"output" + suffix);
     const auto errors = folder / (L"errors" + suffix);
 
+    std::ofstream(input, std::ios::binary) << streams.input;
     ToolRun run{0xFFFF, "", ""};
     {
-        const FileHandle outputFile = InheritableFile(output);
-        const FileHandle errorFile = InheritableFile(errors);
+        const FileHandle inputFile = InheritableFile(input, GENERIC_READ);
+        const FileHandle outputFile =
+            InheritableFile(output, streams.refusesOutput ? GENERIC_READ : GENERIC_WRITE);
+        const FileHandle errorFile = InheritableFile(errors, GENERIC_WRITE);
         STARTUPINFOW start{};
         start.cb = sizeof start;
         start.dwFlags = STARTF_USESTDHANDLES;
+        start.hStdInput = inputFile.Get();
         start.hStdOutput = outputFile.Get();
         start.hStdError = errorFile.Get();
         PROCESS_INFORMATION started{};
         std::wstring command = L"\"" + tool.wstring() + L"\" " + arguments;
-        if (CreateProcessW(tool.c_str(), command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                           &started)) {
+        if (CreateProcessAsUserW(Token(streams.isElevated).Get(), tool.c_str(), command.data(), nullptr,
+                                 nullptr, TRUE, 0, nullptr, nullptr, &start, &started)) {
             const FileHandle process(started.hProcess);
             const FileHandle thread(started.hThread);
             DWORD exitCode = 0;
@@ -60,6 +79,7 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments) {
     }
     run.output = ReadWholeFile(output.wstring());
     run.errors = ReadWholeFile(errors.wstring());
+    std::filesystem::remove(input);
     std::filesystem::remove(output);
     std::filesystem::remove(errors);
     return run;

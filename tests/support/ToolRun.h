@@ -11,8 +11,16 @@ struct ToolRun {
     std::string errors;
 };
 
-// `program` lies beside the test; `arguments` are as typed behind its name.
-ToolRun RunTool(const std::wstring& program, const std::wstring& arguments);
+// What is out of the ordinary in a run.
+struct ToolStreams {
+    std::string input = {};     // what the program finds in its standard input, a file
+    bool refusesOutput = false; // standard output cannot be written
+    bool isElevated = true;     // false: without an administrator's rights
+};
+
+// `program` lies beside the test, or is a full path; `arguments` are as typed behind its name. May be called
+// by several threads at once.
+ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, const ToolStreams& streams = {});
 
 // Empty when there is no such file.
 std::string ReadWholeFile(const std::wstring& path);

@@ -1,10 +1,18 @@
 // Runs the real stewardConfig.exe, which lies beside the test.
 #include "ConfigFolder.h"
+#include "util/Handles.h"
 #include "util/RegKey.h"
+#include "util/Utf8.h"
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+#include <sddl.h>
 
 namespace steward::test {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 constexpr wchar_t kPlatformKey[] = L"SOFTWARE\\Vexholm\\ORPL";
 constexpr char kDocument[] =
@@ -23,15 +31,47 @@ class ConfigTool : public testing::Test {
     ~ConfigTool() override { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kPlatformKey, L"InstallDir"); }
 
     // The exit code and all that was written.
-    static std::string Run(const wchar_t* arguments) {
-        const ToolRun run = RunTool(L"stewardConfig.exe", arguments);
+    static std::string Run(const std::wstring& arguments, const ToolStreams& streams = {}) {
+        const ToolRun run = RunTool(L"stewardConfig.exe", arguments, streams);
         return std::to_string(run.exitCode) + " " + run.output + run.errors;
+    }
+
+    // The process, at work.
+    static FileHandle Start(const std::wstring& arguments) {
+        STARTUPINFOW start{};
+        start.cb = sizeof start;
+        PROCESS_INFORMATION started{};
+        std::wstring line = L"\"" + Tool().wstring() + L"\" " + arguments;
+        CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &started);
+        CloseHandle(started.hThread);
+        return FileHandle(started.hProcess);
+    }
+
+    static std::filesystem::path Tool() {
+        wchar_t self[MAX_PATH];
+        GetModuleFileNameW(nullptr, self, MAX_PATH);
+        return std::filesystem::path(self).replace_filename(L"stewardConfig.exe");
+    }
+
+    // The access list of a file as text, "D:...", and its attributes.
+    [[nodiscard]] std::string AccessOf(const wchar_t* name) const {
+        std::byte descriptor[1024];
+        DWORD bytes = 0;
+        wchar_t* text = nullptr;
+        const std::wstring path = folder_.File(name);
+        GetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, descriptor, sizeof descriptor, &bytes);
+        ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
+                                                             DACL_SECURITY_INFORMATION, &text, nullptr);
+        const std::string access =
+            Utf8FromWide(text) + " " + std::to_string(GetFileAttributesW(path.c_str()));
+        LocalFree(text);
+        return access;
     }
 
     ConfigFolder folder_;
 };
 
-// Faults: a secret shown unasked; text that a caller cannot read back.
+// Faults: a secret shown unasked; text that a caller cannot read back; help in one spelling only.
 TEST_F(ConfigTool, AnswersOnStandardOutput) {
     EXPECT_EQ(Run(L"get G k"), "0 old \xE2\x98\xBA\n");
     EXPECT_EQ(Run(L"get G e --file ./system_config.cfg"), "0 \n");
@@ -39,12 +79,22 @@ TEST_F(ConfigTool, AnswersOnStandardOutput) {
     EXPECT_EQ(Run(L"get G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD --show-secrets"), "0 secret\"\n");
     EXPECT_EQ(Run(L"list"),
               "0 G\tk\told \xE2\x98\xBA\nG\tORPL_CFG_KAVRI_FR_PROXY_AUTHPWD\t********\nG\te\t\n");
-    EXPECT_EQ(
-        Run(L"list --json --show-secrets"),
-        "0 [\n  {\"group\": \"G\", \"key\": \"k\", \"value\": \"old \xE2\x98\xBA\"},\n"
-        "  {\"group\": \"G\", \"key\": \"ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD\", \"value\": \"secret\\\"\"},\n"
-        "  {\"group\": \"G\", \"key\": \"e\", \"value\": \"\"}\n]\n");
     EXPECT_EQ(Run(L"--version"), "0 stewardConfig 5.5.0.1256\n");
+    for (const wchar_t* const line : {L"help set", L"set --help", L"-h set", L"set G /?"}) {
+        EXPECT_THAT(Run(line), StartsWith("0 stewardConfig set <group> <key> <value>\n"));
+    }
+    EXPECT_THAT(Run(L"help"), HasSubstr("Exit codes\n  0  done\n"));
+    const std::string list = Run(L"list --json --show-secrets");
+    const auto json = nlohmann::json::parse(list.substr(2));
+    EXPECT_EQ(
+        json["settings"].dump(-1, ' ', true),
+        R"([{"group":"G","key":"k","value":"old \u263a"},{"group":"G","key":"ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD",)"
+        R"("value":"secret\""},{"group":"G","key":"e","value":""}])");
+    EXPECT_TRUE(std::all_of(list.begin(), list.end(), [](char c) { return c > 0; })) << "not ASCII";
+    EXPECT_THAT(Run(L"frob --json"), HasSubstr(R"("exitCode": 2,
+  "error": "unknown command 'frob'; see stewardConfig --help"
+}
+)"));
 }
 
 // Faults: a change that is not saved as it is; an import that depends on how the XML is written.
@@ -57,6 +107,12 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
     EXPECT_EQ(folder_.ReadConfig(), kDocument);
     EXPECT_EQ(Run(L"set G e \"<&>\""), "0 ");
     EXPECT_EQ(Run(L"get G e"), "0 <&>\n");
+    EXPECT_EQ(Run(L"set G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD -", {"new\"\xC3\xA4\r\n"}), "0 ");
+    EXPECT_EQ(Run(L"get G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD --show-secrets"), "0 new\"\xC3\xA4\n");
+    EXPECT_EQ(Run(L"set G k -", {"a\r\n\x1B\tb"}), "0 ");
+    EXPECT_THAT(Run(L"list"), HasSubstr("G\tk\ta\\r\\n\\x1b\\tb\n"));
+    EXPECT_EQ(Run(L"set H n 1 --create"), "0 ");
+    EXPECT_EQ(Run(L"get H n"), "0 1\n");
     EXPECT_EQ(Run(L"import out.xml"), "0 ");
     EXPECT_EQ(folder_.ReadConfig(), kDocument);
     folder_.Write(
@@ -68,41 +124,139 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
     EXPECT_EQ(folder_.FileCount(), 3);
 }
 
+// Fault: a switch that is off although its value says otherwise.
+TEST_F(ConfigTool, WarnsOfASwitchThatIsNeither0Nor1) {
+    const std::string means = "0 stewardConfig: warning: ORPL_CFG_SP_MODULE_LOAD is '";
+    const std::pair<const wchar_t*, std::string> cases[] = {
+        {L"1", "0 "},
+        {L"0", "0 "},
+        {L"true", means + "true', which means off"},
+        {L"1x", means + "1x', which means on"},
+    };
+    for (const auto& [value, says] : cases) {
+        const std::string answer =
+            Run(std::wstring(L"set ORPL_ALL ORPL_CFG_SP_MODULE_LOAD --create ") + value);
+        EXPECT_THAT(answer, says == "0 " ? testing::Matcher<std::string>(says) : StartsWith(says));
+    }
+}
+
+// Faults: an access list that a change drops; secrets that others may read; one of two changes at once lost.
+TEST_F(ConfigTool, ChangesNothingButTheContent) {
+    std::vector<std::byte> list;
+    void* descriptor = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;WD)",
+                                                         SDDL_REVISION_1, &descriptor, nullptr);
+    SetFileSecurityW(L"system_config.cfg", DACL_SECURITY_INFORMATION, descriptor);
+    LocalFree(descriptor);
+    SetFileAttributesW(L"system_config.cfg", FILE_ATTRIBUTE_HIDDEN);
+    const std::string access = AccessOf(L"system_config.cfg");
+    EXPECT_THAT(access, HasSubstr(";WD)"));
+    for (const wchar_t* const command : {L"set G k new", L"export out.xml", L"import out.xml"}) {
+        EXPECT_EQ(Run(command), "0 ");
+    }
+    EXPECT_EQ(AccessOf(L"system_config.cfg"), access);
+    EXPECT_THAT(AccessOf(L"out.xml"), Not(HasSubstr(";WD)")));
+
+    std::vector<FileHandle> writers;
+    for (const wchar_t* const key : {L"k1", L"k2", L"k3", L"k4"}) {
+        writers.push_back(Start(std::wstring(L"set --create --wait 60 G ") + key + L" v"));
+    }
+    for (const FileHandle& writer : writers) {
+        WaitForSingleObject(writer.Get(), INFINITE);
+    }
+    const std::string all = Run(L"list");
+    for (const char* const key : {"\tk1\t", "\tk2\t", "\tk3\t", "\tk4\t"}) {
+        EXPECT_THAT(all, HasSubstr(key));
+    }
+}
+
+// Fault: a tool that does not start where the platform's libraries are missing.
+TEST_F(ConfigTool, NeedsNoOtherFile) {
+    std::filesystem::copy_file(Tool(), L"alone.exe");
+    const ToolRun run = RunTool(folder_.File(L"alone.exe"), L"get G k");
+    EXPECT_EQ(run.output + run.errors, "old \xE2\x98\xBA\n");
+}
+
+// Faults: two that change at once; a lock that nobody holds any more, or that does not say who holds it.
+TEST_F(ConfigTool, IsAloneWhenItChanges) {
+    {
+        const FileHandle held(CreateFileW(L"system_config.cfg.lock", GENERIC_WRITE | DELETE, FILE_SHARE_READ,
+                                          nullptr, CREATE_NEW, FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+        DWORD written = 0;
+        WriteFile(held.Get(), "process 7", 9, &written, nullptr);
+        EXPECT_THAT(Run(L"set G k new --wait 0"),
+                    HasSubstr("system_config.cfg is being changed by process 7; try"));
+        EXPECT_EQ(Run(L"get G k"), "0 old \xE2\x98\xBA\n");
+    }
+    folder_.Write(L"system_config.cfg.lock", "left behind");
+    EXPECT_EQ(Run(L"set G k new"), "0 ");
+    EXPECT_EQ(folder_.FileCount(), 1);
+}
+
 // Faults: a refusal that changes the file, leaves a temporary one, or does not say what to do.
 TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     folder_.Write(L"broken.xml", "<SysConfigManager>\n<G></SysConfigManager>");
     folder_.Write(L"other.xml", "<Other/>");
+    folder_.Write(L"two.xml", "<Other/><SysConfigManager><G><k>1</k></G></SysConfigManager>");
+    folder_.Write(L"blanks.xml", "<SysConfigManager><G><k>&#32;x&#32;</k></G></SysConfigManager>");
+    folder_.Write(L"zero.xml", "<SysConfigManager><G><k>a&#x0;b</k></G></SysConfigManager>");
     folder_.Write(L"latin1.xml", "<SysConfigManager><G>\xE4</G></SysConfigManager>");
     folder_.Write(L"deep.xml", Repeated("<a>", 1001));
     folder_.Write(L"noise.cfg", "no configuration");
+    folder_.Write(L"plain.cfg", kDocument);
+    CreateHardLinkW(folder_.File(L"linked.xml").c_str(), folder_.File(L"system_config.cfg").c_str(), nullptr);
     const auto files = folder_.FileCount();
-    const auto refuses = [&](const wchar_t* arguments, const char* exitCode, const char* says) {
-        const std::string answer = Run(arguments);
-        EXPECT_THAT(answer, testing::StartsWith(std::string(exitCode) + " stewardConfig: "));
-        EXPECT_THAT(answer, testing::HasSubstr(says));
+    const auto refuses = [&](const wchar_t* arguments, const char* exitCode, const char* says,
+                             const ToolStreams& streams = {}) {
+        const std::string answer = Run(arguments, streams);
+        EXPECT_THAT(answer, StartsWith(std::string(exitCode) + " stewardConfig: "));
+        EXPECT_THAT(answer, HasSubstr(says));
         EXPECT_EQ(answer.find('\n'), answer.size() - 1) << answer;
         EXPECT_EQ(folder_.ReadConfig(), kDocument) << says;
         EXPECT_EQ(folder_.FileCount(), files) << says;
     };
-    refuses(L"", "2", "no command given; \"stewardConfig --help\"");
-    refuses(L"frob", "2", "unknown command \"frob\"");
-    refuses(L"get G", "2", "get takes 2 operands, not 1");
-    refuses(L"get G/k k", "2", "\"G/k\" is not the name");
-    refuses(L"get G k --json", "2", "--json goes with list only");
+    refuses(L"", "2", "a command is missing; see stewardConfig --help");
+    refuses(L"frob", "2", "unknown command 'frob'");
+    refuses(L"list -v1", "2", "unknown option -v1; see stewardConfig list --help");
+    refuses(L"get G", "2", "something is missing: get <group> <key>");
+    refuses(L"get G/k k", "2", "'G/k' is not the name");
+    refuses(L"get G k --wait 1", "2", "--wait does not go with get");
+    refuses(L"set G k v --wait x", "2", "--wait takes seconds from 0 to 3600, not 'x'");
+    refuses(L"list --file \"\"", "2", "--file needs the path");
+    refuses(L"export \"\"", "2", "the path is empty");
+    refuses(L"export \"C:\\x\\\" --file system_config.cfg", "2", "a backslash before a closing quote");
+    refuses(L"set G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD new", "2", "every user can see a command line; give -");
     refuses(L"get G none", "1", "there is no none in group G");
-    refuses(L"set G k \" two  blanks\"", "1", "nothing was changed");
+    refuses(L"set G none 1", "1", "\"set --create\" adds a key");
+    refuses(L"set G \"no ne\" 1 --create", "1", "\"no ne\" cannot be a name");
+    refuses(L"set G k \" two  blanks\"", "1", "the value of k in group G would not be read back as it is");
+    refuses(L"set G k -", "1", "is not UTF-8", {"\xE4"});
+    refuses(L"set G k -", "1", "holds a NUL", {std::string("a\0b", 3)});
     refuses(L"list --file missing.cfg", "1", "missing.cfg; name another file with --file or create");
-    refuses(L"list --file noise.cfg", "1", "holds no configuration; replace it with import");
+    refuses(L"list --file noise.cfg", "1", "holds no configuration: it decrypts to noise");
+    refuses(L"list --file plain.cfg", "1", "is readable XML, not an encrypted configuration; use import");
+    refuses(L"list", "1", "cannot be written to standard output", {"", true});
     refuses(L"export none\\out.xml", "1", "cannot be written (error 3");
+    refuses(L"export linked.xml", "1", "is the configuration itself");
+    refuses(L"export .\\SYSTEM_CONFIG.cfg", "1", "is the configuration itself");
+    refuses(L"export nul.xml", "1", "is not the path of a file");
+    refuses(L"export .", "1", "is a folder; name a file in it");
     refuses(L"import broken.xml", "1", "broken.xml, line 2, column 4: Error reading end tag");
     refuses(L"import other.xml", "1", "no root element <SysConfigManager>");
+    refuses(L"import two.xml", "1", "<Other> as its root element, and others beside it");
+    refuses(L"import blanks.xml", "1", "the value of k in group G would not be read back");
+    refuses(L"import zero.xml", "1", "a reference to the character 0");
+    refuses(L"import system_config.cfg", "1", "is an encrypted configuration already");
     refuses(L"import latin1.xml", "1", "is not UTF-8");
     refuses(L"import deep.xml", "1", "too deep or too large");
-    refuses(L"import missing.xml", "1", "missing.xml cannot be read (error 2");
-    const HANDLE held = CreateFileW(L"system_config.cfg", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                    nullptr, OPEN_EXISTING, 0, nullptr);
-    refuses(L"set G k new", "1", "cannot be replaced (error");
-    CloseHandle(held);
+    refuses(L"import missing.xml", "1", "there is no ");
+    refuses(L"import two.xml --file none\\new.cfg", "1", "there is no folder for ");
+    {
+        const FileHandle reader(CreateFileW(L"system_config.cfg", GENERIC_READ,
+                                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
+                                            nullptr));
+        refuses(L"set G k new", "1", "cannot be replaced (error 32");
+    }
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kPlatformKey, L"InstallDir");
     refuses(L"list", "1", "cannot be read; name the configuration file with --file");
 }

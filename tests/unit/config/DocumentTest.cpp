@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace steward::test {
 
 static bool IsWithin(std::string text) {
@@ -15,7 +17,8 @@ static bool IsWithin(std::string text) {
     return IsWithinParserLimits(text);
 }
 
-// Faults: nodes missed, of another group or out of order; an expression of another form taken for a path.
+// Faults, whichever evaluator is built in: nodes missed, of another group or out of order; a name that is
+// none ends the lookup otherwise than with nothing found.
 TEST(XPath, SelectsAbsoluteChildStepsInDocumentOrder) {
     ConfigDocument document;
     const auto selected = [&](const std::string& expression) {
@@ -32,9 +35,8 @@ TEST(XPath, SelectsAbsoluteChildStepsInDocumentOrder) {
     EXPECT_EQ(selected("/SysConfigManager/G1/k"), "k=1 k=2 k=4 ");
     EXPECT_EQ(selected("/SysConfigManager/*"), "G1= G2= G1= ");
     EXPECT_EQ(selected("/*/*/z-1.x"), "z-1.x= ");
-    for (const char* const none : {"", "/", "//k", "SysConfigManager", "/SysConfigManager/",
-                                   "/SysConfigManager//k", "/sysConfigManager", "/Other|/Other", "/*/G1/k[1]",
-                                   "/*/G1/@k", "/*/..", "/*/1", "/*/G1/ k", "/*/G1/text()"}) {
+    for (const char* const none :
+         {"/sysConfigManager", "/SysConfigManager/G3", "/SysConfigManager/two words/k"}) {
         EXPECT_EQ(selected(none), "") << none;
     }
 }

@@ -3,13 +3,16 @@
 #include "ConfigFolder.h"
 #include "support/Fault.h"
 #include "support/LogCapture.h"
+#include "util/Log.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <regex>
 
 namespace steward::test {
 
+constexpr LogSource kLog{kConfigModule, L"SaveCfgHelper.h"};
 constexpr char kOneKey[] = "<SysConfigManager><G><k>1</k></G></SysConfigManager>";
 
 class Manager : public testing::Test {
@@ -67,6 +70,19 @@ TEST_F(Manager, LoadsAnswersReloadsAndUnloads) {
     EXPECT_EQ(Value(L"k"), L"none");
 }
 
+// Fault: what is thrown leaves the manager because it is no std::exception.
+TEST_F(Manager, KeepsWhateverIsThrownInside) {
+    folder_.WriteConfig(kOneKey);
+    EXPECT_TRUE(manager_.Load());
+    const HMODULE self = GetModuleHandleW(nullptr);
+    const ImportPatch<"CreateFileW", decltype(CreateFileW)> file(self, [](auto...) -> HANDLE { throw 1; });
+    EXPECT_TRUE(manager_.Load()); // as it was
+    EXPECT_FALSE(manager_.saveFile(L".", kSysConfigFileName, false));
+    const ImportPatch<"MultiByteToWideChar", decltype(MultiByteToWideChar)> text(
+        self, [](auto...) -> int { throw 1; });
+    EXPECT_EQ(Value(L"k"), L"none");
+}
+
 // Fault: what does not parse goes unsaid, is said with a wrong place, or leaves something to look up.
 TEST_F(Manager, ReportsWhatDoesNotParse) {
     const std::string refused = "3M system_config.cfg parse failed.\n";
@@ -112,7 +128,7 @@ TEST_F(Manager, WhatIsSetAndSavedIsReadBack) {
     EXPECT_NE(folder_.ReadConfig().find("<a>second</a>"), std::string::npos);
 }
 
-// Faults: a password in the log; a line added, lost or out of order.
+// Faults: a password in the log; a line added, lost or out of order; the file is still open behind the last.
 TEST_F(Manager, ChangesListsAndSaves) {
     folder_.WriteConfig("<SysConfigManager><G><k>1</k><ORPL_CFG_LUM_HANDLER_PROXY_PASSWORD>"
                         "old</ORPL_CFG_LUM_HANDLER_PROXY_PASSWORD></G><H><d/></H></SysConfigManager>");
@@ -125,6 +141,11 @@ TEST_F(Manager, ChangesListsAndSaves) {
               SYSCONFIG_SUCCESS);
     EXPECT_EQ(manager_.SetSysConfig(L"H", L"k", L"2"), SYSCONFIG_FAILURE);
     EXPECT_EQ(manager_.ListAllSysConfig(list), SYSCONFIG_SUCCESS);
+    const ImportPatch<"CloseHandle", decltype(CloseHandle)> close(GetModuleHandleW(nullptr),
+                                                                  [&](HANDLE file) {
+                                                                      STEWARD_LOG(2, L"closed");
+                                                                      return close.Original(file);
+                                                                  });
     EXPECT_TRUE(manager_.saveFile(L".", L"out.cfg", false));
     EXPECT_EQ(
         Lines(),
@@ -139,6 +160,7 @@ TEST_F(Manager, ChangesListsAndSaves) {
         "2M Found a config: Group = H, config name = d, value = \n"
         "2M ==> SysConfigManager::saveFile,pwszFolderPath = ., pwszConfigFileName = out.cfg\n"
         "2S ==> SaveCfgHelper::Save,pwszFolderPath = .\\out.cfg. bWriteThrough = 0\n"
+        "2S closed\n"
         "2S <== SaveCfgHelper::Save,Return true\n"
         "2M <== SysConfigManager::saveFile,Return true\n");
     ASSERT_EQ(list.size(), 3U);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace steward::test {
 
 // Faults: a version that the lab does not have is taken for a neighbour; an unknown version, or a machine

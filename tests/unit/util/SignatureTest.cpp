@@ -12,6 +12,10 @@ namespace {
 
 const std::wstring kSigned = Package(L"v1") + L"qxcomm.sys";
 
+template <typename Function> FARPROC Address(Function function) {
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(+function));
+}
+
 } // namespace
 
 // Faults: a null argument is used; a file that cannot be opened is unsigned with status 0; a signer without a
@@ -56,6 +60,31 @@ TEST(Signature, NameGoesIntoTheBufferAsFarAsItFits) {
         std::ranges::replace(buffer, L'\0', L'0');
         EXPECT_EQ(Utf8(buffer), Utf8(name + std::wstring(80 - std::wcslen(name), L'.')));
     }
+}
+
+// Fault: a hash that does not fit is looked up beyond its buffer.
+TEST(Signature, HashThatDoesNotFitIsCutToItsBuffer) {
+    static DWORD lookedUp;
+    const ImportPatch<"GetProcAddress", decltype(GetProcAddress)> functions(
+        GetModuleHandleW(nullptr), [&](HMODULE module, LPCSTR name) -> FARPROC {
+            if (std::string(name) == "CryptCATAdminCalcHashFromFileHandle") {
+                return Address([](HANDLE, DWORD* bytes, BYTE*, DWORD) -> BOOL {
+                    *bytes = 64;
+                    return FALSE;
+                });
+            }
+            if (std::string(name) == "CryptCATAdminEnumCatalogFromHash") {
+                return Address([](void*, BYTE*, DWORD bytes, DWORD, void*) -> void* {
+                    lookedUp = bytes;
+                    return nullptr;
+                });
+            }
+            return functions.Original(module, name);
+        });
+    bool isSigned = true;
+    EXPECT_EQ(ForcePreIncludeQXFile((Package(L"v1") + L"qxcomm.inf").c_str(), nullptr, 0, &isSigned), 0);
+    EXPECT_FALSE(isSigned);
+    EXPECT_EQ(lookedUp, 32U);
 }
 
 } // namespace steward::test

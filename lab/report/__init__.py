@@ -1,0 +1,1 @@
+"""The matrix: running the steps, what they left as one report, and the report as a page."""

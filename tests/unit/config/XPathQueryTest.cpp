@@ -1,0 +1,20 @@
+// The built-in evaluator's own: an XPath library answers these expressions otherwise.
+#include "config/ConfigDocument.h"
+
+#include <gtest/gtest.h>
+
+namespace steward::test {
+
+// Fault: an expression of another form is taken for a path.
+TEST(XPathQuery, AnswersNothingToOtherFormsThanChildSteps) {
+    ConfigDocument document;
+    document.Parse("<Other/><SysConfigManager><G1><k>1</k></G1>text</SysConfigManager>");
+    ASSERT_EQ(document.Select("/*/G1/k").size(), 1U);
+    for (const char* const none :
+         {"", "/", "//k", "SysConfigManager", "/SysConfigManager/", "/SysConfigManager//k", "/Other|/Other",
+          "/*/G1/k[1]", "/*/G1/@k", "/*/..", "/*/1", "/*/G1/ k", "/*/G1/text()"}) {
+        EXPECT_TRUE(document.Select(none).empty()) << none;
+    }
+}
+
+} // namespace steward::test
