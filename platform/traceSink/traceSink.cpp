@@ -63,7 +63,7 @@ struct Settings {
 
 // Made when the library is loaded, as all that is made once here: what guards the first use in a function
 // imports younger functions than Windows XP has.
-Settings settings;
+Settings current;
 
 std::string Utf8(const std::wstring& text) {
     const int length = static_cast<int>(text.size());
@@ -175,7 +175,7 @@ const wchar_t* TextOr(const wchar_t* text, const wchar_t* otherwise) {
 
 // Callers are plain C: nothing may be thrown at them.
 
-void* Log_GetDefaultHandle() try { return &settings; } catch (...) {
+void* Log_GetDefaultHandle() try { return &current; } catch (...) {
     return nullptr;
 }
 
