@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 namespace steward {
 
 std::optional<std::string> ReadText(const std::wstring& path) {

@@ -164,6 +164,8 @@ struct MachineCase {
 TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     MakePackages();
     RemoveDrivers();
+    UnregisterService(L"ORPL"); // without the platform: its sections and its policy
+    DeleteRegistryValue(L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir");
     const std::wstring tooLong = L" C:\\pk\\" + std::wstring(224, L'x');
     const MachineCase cases[] = {
         {L"status", 0, {"none present", "not installed", "code 100", "restart   none"}},
