@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <bit>
 #include <utility>
 
 namespace steward::configtool {
@@ -31,8 +32,8 @@ FileHandle Create(const std::wstring& path, SecurityDescriptor security, DWORD a
 void DeleteAtClose(HANDLE file, bool isDeleted) {
     using SetInformation = BOOL WINAPI(HANDLE, FILE_INFO_BY_HANDLE_CLASS, void*, DWORD);
     const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
-    auto* const setInformation = reinterpret_cast<SetInformation*>(
-        reinterpret_cast<void*>(GetProcAddress(kernel, "SetFileInformationByHandle"))); // since Windows Vista
+    auto* const setInformation = std::bit_cast<SetInformation*>(
+        GetProcAddress(kernel, "SetFileInformationByHandle")); // since Windows Vista
     FILE_DISPOSITION_INFO disposition{static_cast<BOOLEAN>(isDeleted)};
     if (setInformation != nullptr) {
         setInformation(file, FileDispositionInfo, &disposition, sizeof disposition);
@@ -57,6 +58,10 @@ bool Exists(const std::wstring& path) {
 Replacement::Replacement(std::wstring target, Access access)
     : target_(std::move(target)), path_(target_ + L"." + std::to_wstring(GetCurrentProcessId()) + L".new"),
       access_(access) {
+    const DWORD attributes = GetFileAttributesW(target_.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+        Fail(target_ + L" is read-only; take that off with \"attrib -r\". Nothing was changed");
+    }
     const bool isForOwner = access == Access::OwnerAlone;
     auto security = isForOwner ? OwnerAlone() : AccessListOf(target_.c_str());
     if (isForOwner && security.empty()) {
@@ -128,8 +133,7 @@ void Replacement::FailToReplace() {
              L"); rename it by hand");
     }
     Fail(target_ + L" cannot be replaced (" + LastErrorText() +
-         L"); check that no program holds it, that it is not read-only, and your access rights. Nothing was "
-         L"changed");
+         L"); check that no program holds it, and your access rights. Nothing was changed");
 }
 
 } // namespace steward::configtool

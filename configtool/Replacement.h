@@ -2,6 +2,7 @@
 
 #include "util/Handles.h"
 
+#include <cstdint>
 #include <string>
 
 namespace steward::configtool {
@@ -10,7 +11,7 @@ namespace steward::configtool {
 // that ends (before Windows Vista only when the process ends by itself).
 class Replacement {
   public:
-    enum class Access {
+    enum class Access : uint8_t {
         OwnerAlone, // for secrets: whoever may read the file that is replaced, the new one is the user's
                     // alone
         AsReplaced, // access list and attributes stay as they are; a new file has what the folder gives

@@ -48,7 +48,8 @@ void Change(Configuration& configuration, const Setting& setting, bool isCreated
 
 // A NUL ends a text.
 void CheckKept(const Configuration& configuration, const Setting& setting) {
-    if (configuration.Find(setting.group, setting.key)->value != setting.value) {
+    const auto kept = configuration.Find(setting.group, setting.key);
+    if (!kept || kept->value != setting.value) {
         Fail(L"the value holds a NUL, which the file cannot keep; leave it out");
     }
 }

@@ -4,6 +4,7 @@
 #include "util/Utf8.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 
 namespace steward::configtool {

@@ -6,6 +6,7 @@
 #include "util/Utf8.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 
 namespace {
@@ -16,7 +17,7 @@ using steward::tools::Json;
 using steward::tools::ReadLine;
 using steward::tools::UsageError;
 
-enum ExitCode { kSuccess = 0, kFailure = 1, kWrongUsage = 2 };
+enum ExitCode : uint8_t { kSuccess = 0, kFailure = 1, kWrongUsage = 2 };
 
 constexpr char kVersionLine[] = "stewardConfig " STEWARD_VERSION "\n";
 constexpr int kSchemaVersion = 1;

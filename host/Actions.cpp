@@ -3,6 +3,7 @@
 #include "Progress.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace steward::host {
 

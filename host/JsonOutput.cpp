@@ -3,6 +3,7 @@
 #include "util/Utf8.h"
 
 #include <cctype>
+#include <cstdint>
 
 namespace steward::host {
 

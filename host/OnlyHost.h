@@ -3,6 +3,7 @@
 
 #include "util/Handles.h"
 
+#include <cstdint>
 #include <string>
 
 namespace steward::host {

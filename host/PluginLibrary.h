@@ -4,6 +4,7 @@
 #include "driverSteward.h"
 
 #include <array>
+#include <cstdint>
 #include <string>
 
 namespace steward::host {

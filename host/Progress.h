@@ -6,6 +6,7 @@
 
 #include "util/Handles.h"
 
+#include <cstdint>
 #include <string>
 
 namespace steward::host {

@@ -11,6 +11,7 @@
 #include "driverSteward.h"
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>

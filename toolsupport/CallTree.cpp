@@ -3,6 +3,7 @@
 #include "CallWords.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 
 namespace steward::tools {

@@ -3,6 +3,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
+
 namespace steward::tools {
 
 namespace {

@@ -1,6 +1,7 @@
 #include "CallWords.h"
 
 #include <charconv>
+#include <cstdint>
 
 namespace steward::tools {
 

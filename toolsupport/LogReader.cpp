@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 namespace steward::tools {

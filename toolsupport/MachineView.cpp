@@ -17,6 +17,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdint>
 
 namespace steward::tools {
 

@@ -16,6 +16,7 @@
 #include <setupapi.h>
 
 #include <algorithm>
+#include <cstdint>
 
 namespace steward::tools {
 

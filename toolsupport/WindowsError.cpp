@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 namespace steward::tools {
 
 std::string SystemMessage(uint32_t error) {

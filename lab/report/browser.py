@@ -44,13 +44,15 @@ def views(browser, html):
         browser.open(address)
         if cell:
             browser.evaluate("openCell()", LOOK.read_text())
-        problems += [f"{problem} ({width} pixels, {scheme})" for problem in browser.evaluate("look()", LOOK.read_text())]
+        seen = browser.evaluate("look()", LOOK.read_text())
+        problems += [f"{problem} ({width} pixels, {scheme})" for problem in seen]
         picture = browser.call("Page.captureScreenshot", captureBeyondViewport=True)
         html.with_name(f"{html.stem}{name}.png").write_bytes(base64.b64decode(picture["data"]))
     browser.call("Emulation.setEmulatedMedia", media="", features=[])
     printed = browser.call("Page.printToPDF", preferCSSPageSize=True, printBackground=True)
     html.with_suffix(".pdf").write_bytes(base64.b64decode(printed["data"]))
-    fetched = {asked for asked in browser.requests if asked.split("#")[0] not in (address, "about:blank") and not asked.startswith("data:")}
+    fetched = {asked for asked in browser.requests
+               if asked.split("#")[0] not in (address, "about:blank") and not asked.startswith("data:")}
     return problems + [f"fetched {asked}" for asked in sorted(fetched)] + browser.complaints
 
 

@@ -19,7 +19,8 @@ def spans(moments, index):
             now = {"state": machine.state(driver, seen),
                    "version": "" if driver["file"] == "absent" else driver["file"]}
         else:
-            now = {key: found[-1][key] for key in ("state", "version")} if found else {"state": "unknown", "version": ""}
+            last = found[-1] if found else {"state": "unknown", "version": ""}
+            now = {key: last[key] for key in ("state", "version")}
         if found and all(found[-1][key] == value for key, value in now.items()):
             found[-1]["to"] = number + 1
         else:

@@ -30,7 +30,7 @@ def rendered(template, report, **more):
     environment = jinja2.Environment(loader=jinja2.FileSystemLoader(TEMPLATES), trim_blocks=True, lstrip_blocks=True,
                                      undefined=jinja2.StrictUndefined,
                                      autoescape=lambda name: ".md" not in name and ".css" not in name)
-    environment.filters.update(duration=duration, breakable=breakable)
+    environment.filters.update(duration=duration, breakable=breakable, in_words=in_words)
     return environment.get_template(template).render(
         report=report, outcomes=OUTCOMES, picture=picture.layout(report), **more)
 
@@ -43,6 +43,12 @@ def duration(milliseconds):
 def breakable(name):
     """A name in camel case that may be broken between its words."""
     return markupsafe.Markup("<wbr>").join(re.split(r"(?<=[a-z])(?=[A-Z])", name))
+
+
+def in_words(action):
+    """What a scenario writes as "update v1 1"."""
+    what, *rest = action.split()
+    return ", ".join([what, *(f"{name} {value}" for name, value in zip(("package", "compare state"), rest))])
 
 
 def junit(report):
@@ -73,7 +79,8 @@ def test_case(made):
     if made["outcome"] == "failed":
         failure = ElementTree.SubElement(case, "failure", type="failure", message=printable(made["reason"]))
         lines = [line["text"] for difference in made["differences"] for line in difference]
-        failure.text = printable("\n".join([*lines, made["output"], f"repeat: {made['repeat']}", f"log: {made['log']}"]))
+        lines += [made["output"], f"repeat: {made['repeat']}", f"log: {made['log']}"]
+        failure.text = printable("\n".join(lines))
     return case
 
 

@@ -1,6 +1,7 @@
 // Development stand-in for the platform's setup library.
 #include "setupKit.h"
 
+#include <cstdint>
 #include <cstring>
 #include <cwchar>
 #include <string>

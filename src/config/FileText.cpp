@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 namespace steward {
 
 std::optional<std::string> ReadText(const std::wstring& path) {

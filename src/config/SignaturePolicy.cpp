@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <cstdint>
+
 namespace steward {
 
 // 0: not read yet; 1: on; 10: off. Two threads that meet 0 both read the file and store the same value.

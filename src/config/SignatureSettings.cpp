@@ -3,6 +3,7 @@
 #include "config/SysConfigManager.h"
 #include "util/RegKey.h"
 
+#include <cstdint>
 #include <cstdlib>
 
 namespace steward {

@@ -8,6 +8,7 @@
 #include "util/Utf8.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 #include <utility>

@@ -7,6 +7,7 @@
 
 #include "setupKit.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <string>

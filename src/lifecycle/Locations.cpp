@@ -3,6 +3,7 @@
 #include "setupKit.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace steward {
 

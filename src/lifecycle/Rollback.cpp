@@ -5,6 +5,8 @@
 #include "plugin/DriverTable.h"
 #include "util/Log.h"
 
+#include <cstdint>
+
 namespace steward {
 
 namespace {

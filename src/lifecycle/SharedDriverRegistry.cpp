@@ -6,6 +6,8 @@
 #include "util/Log.h"
 #include "util/RegKey.h"
 
+#include <cstdint>
+
 namespace steward {
 
 namespace {

@@ -9,6 +9,8 @@
 #include "util/Log.h"
 #include "util/RegKey.h"
 
+#include <cstdint>
+
 namespace steward {
 
 namespace {

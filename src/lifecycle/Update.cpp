@@ -10,6 +10,8 @@
 #include "service/drivermanage.h"
 #include "util/Log.h"
 
+#include <cstdint>
+
 namespace steward {
 
 namespace {

@@ -7,6 +7,7 @@
 #include "plugin/DriverTable.h"
 #include "util/Log.h"
 
+#include <cstdint>
 #include <string>
 
 namespace steward {

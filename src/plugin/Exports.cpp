@@ -4,6 +4,8 @@
 #include "plugin/Dispatcher.h"
 #include "plugin/StateReport.h"
 
+#include <cstdint>
+
 namespace {
 
 constexpr uint32_t kHelperOwnerModuleId = 20005;

@@ -2,6 +2,8 @@
 
 #include "service/OsVersion.h"
 
+#include <cstdint>
+
 namespace steward {
 
 const wchar_t* ChooseInstallSection(const DriverRow& row, int32_t osVersionCode, uint32_t minor,

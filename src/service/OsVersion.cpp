@@ -2,6 +2,7 @@
 
 #include "util/RegKey.h"
 
+#include <cstdint>
 #include <new>
 
 namespace steward {

@@ -3,6 +3,7 @@
 #include "util/Handles.h"
 #include "util/Log.h"
 
+#include <cstdint>
 #include <cwchar>
 
 namespace steward {

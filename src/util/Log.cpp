@@ -1,5 +1,6 @@
 #include "util/Log.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace steward {

@@ -2,6 +2,7 @@
 
 #include "util/LastError.h"
 
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>

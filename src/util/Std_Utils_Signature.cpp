@@ -10,6 +10,7 @@
 #include <softpub.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>

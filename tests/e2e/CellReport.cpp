@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
@@ -154,7 +155,8 @@ class Listener : public testing::EmptyTestEventListener {
 } // namespace
 
 RecordedAction::RecordedAction(HMODULE plugin, const std::string& text) : began_(Milliseconds()) {
-    actions.push_back({{"text", text}});
+    actions.push_back(
+        {{"text", text}, {"code", nullptr}, {"ms", 0}, {"tree", Json::array()}, {"log", Json::array()}});
     flush_.emplace(plugin, [this](void* handle, const wchar_t* module, uint32_t level, const wchar_t* file,
                                   uint32_t line, const wchar_t* message, uint32_t bytes) {
         const std::wstring_view units(message == nullptr ? L"" : message, bytes / sizeof(wchar_t));
@@ -164,9 +166,9 @@ RecordedAction::RecordedAction(HMODULE plugin, const std::string& text) : began_
     });
 }
 
-RecordedAction::~RecordedAction() {
+void RecordedAction::Answered(uint32_t code) {
     Json& action = actions.back();
-    action["code"] = code_ ? CodeInDigits(*code_) : Json();
+    action["code"] = CodeInDigits(code);
     action["ms"] = Milliseconds() - began_;
     action["tree"] = Tree(lines_);
     action["log"] = Log(lines_);

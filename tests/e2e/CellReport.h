@@ -22,16 +22,14 @@ class RecordedAction {
     RecordedAction(HMODULE plugin, const std::string& text);
     RecordedAction(const RecordedAction&) = delete;
     RecordedAction& operator=(const RecordedAction&) = delete;
-    ~RecordedAction();
 
-    // Its result code, or the state that it reported.
-    void Answered(uint32_t code) { code_ = code; }
+    // Its result code, or the state that it reported, when it is done.
+    void Answered(uint32_t code);
 
   private:
     using Flush = ImportPatch<"Log_Flush", decltype(Log_Flush)>;
 
     double began_ = 0; // milliseconds
-    std::optional<uint32_t> code_;
     std::vector<tools::LogLine> lines_;
     std::optional<Flush> flush_;
 };

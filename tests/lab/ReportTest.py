@@ -19,7 +19,8 @@ OLD = "C:\\windows\\system32\\drivers\\qxc1.tmp"
 
 def recorded(code="201A0001", text="update v2", failures=(), renamed=False, **other):
     """What the scenarios program records."""
-    seen = {"plug-in": "5.5.0.1256", "drivers": [DRIVER], "registry": {"PermCount": 1}, "pending deletions": [], "renamed": []}
+    seen = {"plug-in": "5.5.0.1256", "drivers": [DRIVER], "registry": {"PermCount": 1}, "pending deletions": [],
+            "renamed": []}
     after = {**seen, "renamed": [{"path": OLD, "was": "QXCOMM.SYS", "version": "5.4", "pending": True}],
              "pending deletions": [OLD]} if renamed else seen
     return json.dumps({"skipped": False, "before": seen, "after": after, "failures": list(failures),
@@ -84,7 +85,8 @@ class Report(unittest.TestCase):
         self.assertEqual([row["name"] for row in cells[2]["machine"] if row["changed"]],
                          ["qxcomm, loaded image", "files renamed away", "deleted at the restart"])
         self.assertEqual(cells[1]["before"], cells[1]["after"])
-        self.assertEqual([(span["from"], span["to"], span["state"]) for span in report["columns"][0]["lives"][0]["spans"]],
+        spans = report["columns"][0]["lives"][0]["spans"]
+        self.assertEqual([(span["from"], span["to"], span["state"]) for span in spans],
                          [(0, 2, "running"), (2, 3, "old")])
 
 

@@ -9,14 +9,10 @@
 // (GetModuleHandle(nullptr)). The replacement may call `start.Original(...)`. Patches of one function nest.
 #pragma once
 
-#include <windows.h>
+#include "support/Tap.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstring>
 #include <functional>
-#include <stdexcept>
-#include <string>
 #include <utility>
 
 namespace steward::test {
@@ -25,11 +21,6 @@ template <size_t N> struct ImportName {
     char text[N] = {};
     constexpr ImportName(const char (&name)[N]) { std::copy_n(name, N, text); }
 };
-
-// The slot of the import address table that holds `name`, whichever DLL it comes from. Throws when the module
-// does not import it: a patch that does nothing must not look like one that works.
-void** FindImportSlot(HMODULE module, const char* name);
-void* ExchangeImport(void** slot, void* function);
 
 template <ImportName Name, typename Signature> class ImportPatch;
 
@@ -46,9 +37,7 @@ template <ImportName Name, typename R, typename... A> class ImportPatch<Name, R(
     }
 
     // What would be called without this patch: the one around it, or the function itself.
-    R Original(A... arguments) const {
-        return outer_ ? outer_(arguments...) : original_(arguments...);
-    }
+    R Original(A... arguments) const { return outer_ ? outer_(arguments...) : original_(arguments...); }
 
   private:
     static R Thunk(A... arguments) { return current_(arguments...); }

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace steward::test {
 
 static bool IsWithin(std::string text) {

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <windows.h>
 
+#include <cstdint>
 #include <regex>
 
 namespace steward::test {
