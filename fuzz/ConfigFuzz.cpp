@@ -69,15 +69,15 @@ bool IsUtf8(const std::string& text) {
     return true;
 }
 
-// The parser drops an ampersand that begins no reference, and what it leaves may be blanks that the next
-// reading condenses.
-bool HasLooseAmpersand(const std::string& text) {
+// The parser drops an ampersand that begins no reference, and a number may stand for a blank: what they leave
+// may be blanks that the next reading condenses.
+bool MayLeaveBlanks(const std::string& text) {
     for (size_t at = 0; (at = text.find('&', at)) != std::string::npos; ++at) {
         const auto begins = [&](const char* reference) {
             return text.compare(at, std::strlen(reference), reference) == 0;
         };
         if (!begins("&lt;") && !begins("&gt;") && !begins("&amp;") && !begins("&quot;") &&
-            !begins("&apos;") && !begins("&#")) {
+            !begins("&apos;")) {
             return true;
         }
     }
@@ -98,7 +98,7 @@ void CheckReadBack(const ConfigDocument& document, const std::string& text) {
     if (!IsUtf8(printed)) {
         return; // the file format is UTF-8
     }
-    if (HasLooseAmpersand(text)) {
+    if (MayLeaveBlanks(text)) {
         printed = PrintedAgain(printed);
     }
     Require(PrintedAgain(printed) == printed, "what was printed is read back equal");

@@ -4,6 +4,7 @@
 #include "support/ToolRun.h"
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include <windows.h>
 
@@ -15,7 +16,6 @@
 #include <cstdint>
 #include <map>
 #include <random>
-#include <regex>
 #include <set>
 
 namespace steward::test {
@@ -208,13 +208,14 @@ TEST_F(Robustness, HostNamesTheOldImagesThatRun) {
     StopService(L"qxactmon");
     const ToolRun host = RunTool(L"stewardHost.exe", L"--json status");
     EXPECT_EQ(host.exitCode, 0U);
-    std::string versions; // on disk and loaded
-    const std::regex wanted("\"(version|loadedVersion)\": (null|\"[0-9]+\\.[0-9]+\\.[0-9]+\\.[0-9]+\")");
-    const std::string drivers = host.output.substr(host.output.find("\"drivers\""));
-    for (std::sregex_iterator found(drivers.begin(), drivers.end(), wanted), end; found != end; ++found) {
-        versions += (*found)[2].str() + " ";
+    Transcript drivers;
+    for (const auto& driver : nlohmann::json::parse(host.output)["drivers"]) {
+        drivers.push_back(driver["name"].get<std::string>() + " " + driver["service"]["state"].dump() + " " +
+                          driver["version"].dump() + " " + driver["loadedVersion"].dump());
     }
-    EXPECT_EQ(versions, "\"5.6.0.1300\" \"5.5.0.1256\" \"5.5.0.1256\" \"5.5.0.1256\" \"5.6.0.1300\" null ");
+    EXPECT_EQ(drivers, (Transcript{R"(qxcomm "running" "5.6.0.1300" "5.5.0.1256")",
+                                   R"(qxevtmgr "running" "5.5.0.1256" "5.5.0.1256")",
+                                   R"(qxactmon "stopped" "5.6.0.1300" null)"}));
 }
 
 // Fault: a rejected record, a report, a reading of the policy or a loading of the library leaves something

@@ -69,7 +69,7 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
         {kFake + L"--force install nested", 0, "1/0/0 ",
          " (install C:\\pack\u00e4ge\\nested) is at work on the drivers; "},
         {kFake + L"--force --json install 201A0001", 0, "1/0/0 ",
-         "\"code\":\"0x201A0001\",\"name\":\"success\""},
+         "\"code\": \"0x201A0001\",\n        \"id\": \"success\",\n"},
         {kFake + L"--force install 201A0001",
          1,
          "1/0/0 ",
@@ -164,6 +164,8 @@ struct MachineCase {
 TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     MakePackages();
     RemoveDrivers();
+    UnregisterService(L"ORPL"); // without the platform: its sections and its policy
+    DeleteRegistryValue(L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir");
     const std::wstring tooLong = L" C:\\pk\\" + std::wstring(224, L'x');
     const MachineCase cases[] = {
         {L"status", 0, {"none present", "not installed", "code 100", "restart   none"}},
