@@ -15,7 +15,7 @@ function(sign_programs)
     foreach(name driverSteward.dll stewardHost.exe stewardConfig.exe)
         set(file ${folder}/bin/${name})
         execute_process(COMMAND ${OSSLSIGNCODE} sign -h sha256 -n driverSteward -st $ENV{SOURCE_DATE_EPOCH}
-                -certs $ENV{STEWARD_SIGN_CERT} -key $ENV{STEWARD_SIGN_KEY} -in ${file} -out ${file}.signed
+                -certs "$ENV{STEWARD_SIGN_CERT}" -key "$ENV{STEWARD_SIGN_KEY}" -in ${file} -out ${file}.signed
             RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
         if(result)
             message(FATAL_ERROR "${name} could not be signed; try osslsigncode with this key and certificate by hand")
