@@ -1,8 +1,9 @@
 // What the product costs beyond what it must do, as ratios to floors of the same run.
 //
-//     bench [--json] [--check]
+//     bench [--json] [--check] [<name>]
 //
-// --json: one JSON object instead of the table. --check: exit code 1 when a ratio is above its bar.
+// <name>: only what begins so. --json: one JSON object instead of the table. --check: exit code 1 when a
+// ratio is above its bar.
 #include "Comparison.h"
 
 #include "e2e/Machine.h"
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 #include <map>
 
@@ -86,11 +86,15 @@ void Register(const std::string& name, const Operation& operation, int repetitio
     }
 }
 
-void Measure(const std::vector<Comparison>& comparisons, std::vector<Figure>& figures) {
+void Measure(std::vector<Comparison> comparisons, const std::string& name, std::vector<Figure>& figures) {
     Quickest quickest;
+    std::erase_if(comparisons, [&](const Comparison& each) { return !each.name.starts_with(name); });
     for (const Comparison& each : comparisons) {
         Register(each.name, each.measured, each.repetitions);
         Register(each.name + " (floor)", each.floor, each.repetitions);
+    }
+    if (comparisons.empty()) {
+        return;
     }
     benchmark::RunSpecifiedBenchmarks(&quickest, ".*");
     benchmark::ClearRegisteredBenchmarks();
@@ -120,13 +124,13 @@ void PrintJson(const std::vector<Figure>& figures) {
     std::puts(nlohmann::json{{"benchmarks", list}}.dump(2).c_str());
 }
 
-int Main(bool json, bool check) {
+int Main(bool json, bool check, const std::string& name) {
     std::vector<Figure> figures;
     test::RemoveDrivers();
-    Measure(LoadingAndChecking(), figures);
-    Measure(Lifecycle(), figures);
-    Measure(Reporting(), figures);
-    Measure(Configuration(), figures);
+    Measure(LoadingAndChecking(), name, figures);
+    Measure(Lifecycle(), name, figures);
+    Measure(Reporting(), name, figures);
+    Measure(Configuration(), name, figures);
     test::RemoveDrivers();
     json ? PrintJson(figures) : PrintTable(figures);
     return check && !std::all_of(figures.begin(), figures.end(), [](auto& each) { return each.IsMet(); });
@@ -137,14 +141,18 @@ int Main(bool json, bool check) {
 } // namespace steward::bench
 
 int main(int argc, char** argv) {
-    const auto given = [&](const char* option) {
-        return std::any_of(argv + 1, argv + argc, [&](char* each) { return std::strcmp(each, option) == 0; });
-    };
-    const bool json = given("--json");
-    const bool check = given("--check");
-    if (argc - 1 != json + check) {
-        std::fputs("bench: unknown argument; there are --json and --check\n", stderr);
-        return 2;
+    bool json = false;
+    bool check = false;
+    std::string name;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument.starts_with("-") && argument != "--json" && argument != "--check") {
+            std::fprintf(stderr, "bench: unknown option %s; there are --json and --check\n", argv[i]);
+            return 2;
+        }
+        json = json || argument == "--json";
+        check = check || argument == "--check";
+        name = argument.starts_with("-") ? name : argument;
     }
     SetEnvironmentVariableW(L"TRACESINK_LEVEL", L"5"); // failures only, as in service
     // Interleaved, so that a slow spell of the machine does not hit one side alone.
@@ -153,5 +161,5 @@ int main(int argc, char** argv) {
     char* arguments[] = {program, interleaved, nullptr};
     int count = 2;
     benchmark::Initialize(&count, arguments);
-    return steward::bench::Main(json, check);
+    return steward::bench::Main(json, check, name);
 }

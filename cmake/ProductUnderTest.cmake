@@ -7,7 +7,7 @@ add_custom_target(product ALL
     COMMAND ${CMAKE_COMMAND} -P ${CMAKE_CURRENT_LIST_DIR}/build-product.cmake
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${product_files} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
     BYPRODUCTS ${product_folder}/lib/libtraceSink.dll.a ${product_folder}/lib/libsetupKit.dll.a
-    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} USES_TERMINAL VERBATIM)
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} VERBATIM)
 file(MAKE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 
 foreach(name traceSink setupKit)

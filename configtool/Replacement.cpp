@@ -58,6 +58,10 @@ bool Exists(const std::wstring& path) {
 Replacement::Replacement(std::wstring target, Access access)
     : target_(std::move(target)), path_(target_ + L"." + std::to_wstring(GetCurrentProcessId()) + L".new"),
       access_(access) {
+    const DWORD attributes = GetFileAttributesW(target_.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0) {
+        Fail(target_ + L" is read-only; take that off with \"attrib -r\". Nothing was changed");
+    }
     const bool isForOwner = access == Access::OwnerAlone;
     auto security = isForOwner ? OwnerAlone() : AccessListOf(target_.c_str());
     if (isForOwner && security.empty()) {
@@ -129,8 +133,7 @@ void Replacement::FailToReplace() {
              L"); rename it by hand");
     }
     Fail(target_ + L" cannot be replaced (" + LastErrorText() +
-         L"); check that no program holds it, that it is not read-only, and your access rights. Nothing was "
-         L"changed");
+         L"); check that no program holds it, and your access rights. Nothing was changed");
 }
 
 } // namespace steward::configtool

@@ -8,6 +8,7 @@
 
 #include <windows.h>
 
+#include <bit>
 #include <cstdint>
 #include <stdexcept>
 
@@ -64,8 +65,7 @@ std::string WhyNotLoaded(const std::wstring& path, DWORD error) {
 
 template <typename Function>
 void PluginLibrary::LookUp(Function& function, const char* name, std::string& missing) const {
-    function = reinterpret_cast<Function>(
-        reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module_), name)));
+    function = std::bit_cast<Function>(GetProcAddress(static_cast<HMODULE>(module_), name));
     if (function == nullptr) {
         missing += (missing.empty() ? "" : ", ") + std::string(name);
     }

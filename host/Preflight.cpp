@@ -38,6 +38,10 @@ bool Preflight::IsRefused() const {
                        [](const Finding& finding) { return finding.severity == Severity::Refusal; });
 }
 
+bool Preflight::IsKept(const std::string& driver) const {
+    return machine.shared.IsHeldByOthers() && driver == machine.drivers.front().name;
+}
+
 ExitCode Preflight::Answer() const {
     return IsRefused() ? kFailure : needsRestart ? kRestartRequired : kSuccess;
 }

@@ -7,6 +7,7 @@
 #include "PackageView.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace steward::host {
@@ -24,6 +25,26 @@ struct Finding {
     [[nodiscard]] std::string Text() const;
 };
 
+// Findings as they are made.
+class Findings {
+  public:
+    void Add(Severity severity, const char* id, const std::string& driver, const std::string& what,
+             const std::string& advice) {
+        list_.push_back({severity, id, driver, what, advice});
+    }
+    void Refuse(const char* id, const std::string& driver, const std::string& what,
+                const std::string& advice) {
+        Add(Severity::Refusal, id, driver, what, advice);
+    }
+    [[nodiscard]] std::vector<Finding> Take() { return std::move(list_); }
+
+  private:
+    std::vector<Finding> list_;
+};
+
+inline constexpr size_t kLongestPath =
+    259; // characters of a file name, and of what setup reads of its command line
+
 // What the plug-in makes of a request.
 enum class Procedure { Install, Uninstall, Update, Migrate, Rejected };
 Procedure ProcedureOf(const Request& request, const tools::SharedDriverView& shared);
@@ -38,6 +59,8 @@ struct Preflight {
     bool needsRestart = false;
 
     [[nodiscard]] bool IsRefused() const;
+    // Whether an uninstallation leaves the driver to other products that hold it.
+    [[nodiscard]] bool IsKept(const std::string& driver) const;
     [[nodiscard]] ExitCode Answer() const; // of `check`
 };
 

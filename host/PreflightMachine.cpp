@@ -19,7 +19,6 @@ namespace {
 
 using tools::DriverView;
 
-constexpr size_t kLongestPath = MAX_PATH - 1;
 constexpr size_t kLongestFileName = 16; // "qxactmon1A2B.tmp"
 
 // Whether Windows keeps the file from being written to, as it does with the image of a loaded driver.
@@ -37,30 +36,21 @@ class MachineCheck {
 
     std::vector<Finding> Find() {
         if (!machine_.isElevated) {
-            Refuse("not-elevated", "", "this needs an administrator's rights",
-                   "start it from an administrator's prompt");
+            findings_.Refuse("not-elevated", "", "this needs an administrator's rights",
+                             "start it from an administrator's prompt");
         }
         CheckFolders();
         for (const DriverView& driver : machine_.drivers) {
             CheckDriver(driver);
         }
         CheckSharedDriver();
-        return std::move(findings_);
+        return findings_.Take();
     }
 
   private:
-    void Add(Severity severity, const char* id, const std::string& driver, const std::string& what,
-             const std::string& advice) {
-        findings_.push_back({severity, id, driver, what, advice});
-    }
-    void Refuse(const char* id, const std::string& driver, const std::string& what,
-                const std::string& advice) {
-        Add(Severity::Refusal, id, driver, what, advice);
-    }
-
     void CheckFolders() {
         if (!tools::IsSetupKitThere()) {
-            Refuse("setupkit-missing", "", tools::WhyNoSetupKit(), "");
+            findings_.Refuse("setupkit-missing", "", tools::WhyNoSetupKit(), "");
             return;
         }
         const std::wstring drivers = DriversFolder();
@@ -75,11 +65,11 @@ class MachineCheck {
 
     void CheckLength(const std::wstring& folder, const char* which) {
         if (folder.empty() || folder.size() + kLongestFileName > kLongestPath) {
-            Refuse("path-too-long", "",
-                   std::string("the path of Windows' ") + which +
-                       " folder leaves no room for file names of " + std::to_string(kLongestPath) +
-                       " characters",
-                   "this machine's drivers cannot be managed");
+            findings_.Refuse("path-too-long", "",
+                             std::string("the path of Windows' ") + which +
+                                 " folder leaves no room for file names of " + std::to_string(kLongestPath) +
+                                 " characters",
+                             "this machine's drivers cannot be managed");
         }
     }
 
@@ -90,17 +80,18 @@ class MachineCheck {
         }
         ULARGE_INTEGER left{};
         if (GetDiskFreeSpaceExW(folder.c_str(), &left, nullptr, nullptr) && left.QuadPart < needed) {
-            Refuse("no-space", "",
-                   "the drive of " + Utf8FromWide(folder) + " has " + std::to_string(left.QuadPart) +
-                       " bytes left, and the package needs " + std::to_string(needed),
-                   "make room");
+            findings_.Refuse("no-space", "",
+                             "the drive of " + Utf8FromWide(folder) + " has " +
+                                 std::to_string(left.QuadPart) + " bytes left, and the package needs " +
+                                 std::to_string(needed),
+                             "make room");
         }
     }
 
     void CheckDriver(const DriverView& driver) {
         if (driver.service.error != 0) {
-            Refuse("service-unreadable", driver.name, "the service is " + driver.service.StateInWords(),
-                   "mend that first");
+            findings_.Refuse("service-unreadable", driver.name,
+                             "the service is " + driver.service.StateInWords(), "mend that first");
         } else if (procedure_ == Procedure::Uninstall) {
             CheckBeforeRemoval(driver);
         } else {
@@ -109,47 +100,44 @@ class MachineCheck {
     }
 
     void CheckBeforeRemoval(const DriverView& driver) {
-        if (!driver.service.isInstalled && !IsKept(driver)) {
-            Refuse("not-installed", driver.name,
-                   "it is not installed: the removal ends there with 0xE01A000C",
-                   "install the package first, or remove what is left with --force");
+        if (!driver.service.isInstalled && !preflight_.IsKept(driver.name)) {
+            findings_.Refuse("not-installed", driver.name,
+                             "it is not installed: the removal ends there with 0xE01A000C",
+                             "install the package, then uninstall it");
         } else if (driver.next == tools::NextStart::IsRemoved) {
-            Add(Severity::Warning, "removal-pending", driver.name,
-                "it will be removed at the next restart anyway", "restart instead");
+            findings_.Add(Severity::Warning, "removal-pending", driver.name,
+                          "it will be removed at the next restart anyway", "restart instead");
         }
     }
 
     void CheckBeforeChange(const DriverView& driver) {
         if (driver.next == tools::NextStart::IsRemoved) {
-            Refuse("removal-pending", driver.name,
-                   driver.isDeletedAtRestart ? "its file is deleted at the next restart"
-                                             : "its service is marked for deletion",
-                   "restart first");
+            findings_.Refuse("removal-pending", driver.name,
+                             driver.isDeletedAtRestart ? "its file is deleted at the next restart"
+                                                       : "its service is marked for deletion",
+                             "restart first");
         } else if (procedure_ == Procedure::Update && !DriversAreStoppedForChange() && !ImagesAreRenamed() &&
                    driver.hasFile && IsLocked(driver.path)) {
-            Refuse("in-use", driver.name,
-                   Utf8FromWide(driver.path) +
-                       " is in use, and this Windows version neither stops nor renames it",
-                   "stop the driver (sc stop " + driver.name + "), then update");
+            findings_.Refuse("in-use", driver.name,
+                             Utf8FromWide(driver.path) +
+                                 " is in use, and this Windows version neither stops nor renames it",
+                             "stop the driver (sc stop " + driver.name + "), then update");
         } else if (driver.WaitsForRestart()) {
-            Add(Severity::Warning, "restart-pending", driver.name,
-                "an earlier change waits for the next restart",
-                "restart first unless this one is to take its place");
+            findings_.Add(Severity::Warning, "restart-pending", driver.name,
+                          "an earlier change waits for the next restart",
+                          "restart first unless this one is to take its place");
         } else if (procedure_ == Procedure::Install && driver.isLoaded) {
-            Add(Severity::Note, "running", driver.name, "it runs already and keeps its image",
-                "use update to replace it");
+            findings_.Add(Severity::Note, "running", driver.name, "it runs already and keeps its image",
+                          "use update to replace it");
         }
-    }
-
-    [[nodiscard]] bool IsKept(const DriverView& driver) const {
-        return machine_.shared.IsHeldByOthers() && driver.name == machine_.drivers[0].name;
     }
 
     void CheckSharedDriver() {
         const std::string& name = machine_.drivers[0].name;
         if (machine_.shared.IsHeldByOthers() && procedure_ == Procedure::Uninstall) {
-            Add(Severity::Note, "held-by-others", name,
-                std::to_string(*machine_.shared.holders) + " products hold it: it stays", "");
+            findings_.Add(Severity::Note, "held-by-others", name,
+                          std::to_string(machine_.shared.holders.value_or(0)) + " products hold it: it stays",
+                          "");
         }
         const bool isStopped = DriversAreStoppedForChange() && machine_.drivers[0].isLoaded &&
                                (procedure_ == Procedure::Update ||
@@ -160,14 +148,14 @@ class MachineCheck {
         // An equal update goes on past it, but ends at an image that is in use.
         const bool goesOn = procedure_ == Procedure::Update && preflight_.request.command != L"update" &&
                             !IsLocked(machine_.drivers[0].path);
-        Add(goesOn ? Severity::Warning : Severity::Refusal, "clients", name,
-            "programs use it, so that it cannot be stopped", "end these programs first");
+        findings_.Add(goesOn ? Severity::Warning : Severity::Refusal, "clients", name,
+                      "programs use it, so that it cannot be stopped", "end these programs first");
     }
 
     const Preflight& preflight_;
     const tools::MachineView& machine_;
     Procedure procedure_;
-    std::vector<Finding> findings_;
+    Findings findings_;
 };
 
 } // namespace

@@ -15,8 +15,6 @@ namespace steward::host {
 
 namespace {
 
-// Characters of a file name, and of what setup reads of its command line.
-constexpr size_t kLongestPath = MAX_PATH - 1;
 constexpr size_t kLongestFileName = 12; // "qxactmon.inf"
 
 class PackageCheck {
@@ -26,37 +24,29 @@ class PackageCheck {
 
     std::vector<Finding> Find() {
         if (procedure_ == Procedure::Rejected) {
-            Refuse("compare-state", "",
-                   "the plug-in rejects compare state " + std::to_string(preflight_.request.compareState),
-                   "give another, or none");
+            findings_.Refuse("compare-state", "",
+                             "the plug-in rejects compare state " +
+                                 std::to_string(preflight_.request.compareState),
+                             "give another, or none");
         }
         if (const size_t tooMany = CharactersTooMany(); tooMany != 0) {
             const size_t length = package_.folder.size() - 1; // without the backslash at its end
-            Refuse("path-too-long", "",
-                   "the package folder's path has " + std::to_string(length) +
-                       " characters, too many for setup",
-                   "move the package to a path of at most " + std::to_string(length - tooMany));
+            findings_.Refuse("path-too-long", "",
+                             "the package folder's path has " + std::to_string(length) +
+                                 " characters, too many for setup",
+                             "move the package to a path of at most " + std::to_string(length - tooMany));
         } else if (!package_.exists) {
-            Refuse("folder-missing", "", "there is no folder " + Utf8FromWide(package_.folder),
-                   "check the path");
+            findings_.Refuse("folder-missing", "", "there is no folder " + Utf8FromWide(package_.folder),
+                             "check the path");
         } else {
             for (size_t i = 0; i < package_.drivers.size(); ++i) {
                 CheckDriver(package_.drivers[i], preflight_.machine.drivers[i]);
             }
         }
-        return std::move(findings_);
+        return findings_.Take();
     }
 
   private:
-    void Add(Severity severity, const char* id, const std::string& driver, const std::string& what,
-             const std::string& advice) {
-        findings_.push_back({severity, id, driver, what, advice});
-    }
-    void Refuse(const char* id, const std::string& driver, const std::string& what,
-                const std::string& advice) {
-        Add(Severity::Refusal, id, driver, what, advice);
-    }
-
     // Of the folder's path, for the longest file name, and for the longest command line to setup.
     [[nodiscard]] size_t CharactersTooMany() const {
         size_t longest = package_.folder.size() + kLongestFileName;
@@ -80,19 +70,13 @@ class PackageCheck {
         case Procedure::Install:
             return true;
         case Procedure::Uninstall:
-            return !IsKept(driver);
+            return !preflight_.IsKept(driver.name);
         case Procedure::Update:
         case Procedure::Migrate:
             return !view.service.isInstalled;
         default:
             return false;
         }
-    }
-
-    // The shared driver that an uninstallation leaves to other products.
-    [[nodiscard]] bool IsKept(const tools::PackageDriver& driver) const {
-        return preflight_.machine.shared.IsHeldByOthers() &&
-               IsSharedDriver(WideFromUtf8(driver.name).c_str());
     }
 
     void CheckDriver(const tools::PackageDriver& driver, const tools::DriverView& view) {
@@ -111,26 +95,30 @@ class PackageCheck {
         const bool hasSection =
             procedure_ == Procedure::Uninstall ? driver.hasUninstallSection : driver.hasSection;
         if (!driver.inf.exists) {
-            Refuse("inf-missing", driver.name, "there is no " + file, "complete the package");
+            findings_.Refuse("inf-missing", driver.name, "there is no " + file, "complete the package");
         } else if (!driver.infProblem.empty()) {
-            Refuse("inf-unreadable", driver.name, file + ": " + driver.infProblem, "replace the file");
+            findings_.Refuse("inf-unreadable", driver.name, file + ": " + driver.infProblem,
+                             "replace the file");
         } else if (!hasSection) {
-            Refuse("section-missing", driver.name, file + " has no section [" + SectionOf(driver) + "]",
-                   "use a package for this Windows version");
+            findings_.Refuse("section-missing", driver.name,
+                             file + " has no section [" + SectionOf(driver) + "]",
+                             "use a package for this Windows version");
         }
     }
 
     void CheckSys(const tools::PackageDriver& driver, const tools::DriverView& view) {
         const std::string file = Utf8FromWide(driver.sys.path);
         if (!driver.sys.exists) {
-            Refuse("sys-missing", driver.name, "there is no " + file, "complete the package");
+            findings_.Refuse("sys-missing", driver.name, "there is no " + file, "complete the package");
         } else if (!driver.sysProblem.empty()) {
-            Refuse("sys-unusable", driver.name, file + ": " + driver.sysProblem, "replace the file");
+            findings_.Refuse("sys-unusable", driver.name, file + ": " + driver.sysProblem,
+                             "replace the file");
         } else if (tools::IsOlder(driver.version, view.fileVersion) &&
                    preflight_.request.command != L"rollback") {
-            Add(Severity::Warning, "older", driver.name,
-                "the package's " + driver.version + " is older than the installed " + view.fileVersion,
-                "use rollback to go back");
+            findings_.Add(Severity::Warning, "older", driver.name,
+                          "the package's " + driver.version + " is older than the installed " +
+                              view.fileVersion,
+                          "use rollback to go back");
         }
     }
 
@@ -139,8 +127,8 @@ class PackageCheck {
             return;
         }
         const bool isCopied = procedure_ == Procedure::Update && CatalogsAreKept();
-        Add(isCopied ? Severity::Refusal : Severity::Warning, "cat-missing", driver.name,
-            "there is no " + Utf8FromWide(driver.cat.path), "complete the package");
+        findings_.Add(isCopied ? Severity::Refusal : Severity::Warning, "cat-missing", driver.name,
+                      "there is no " + Utf8FromWide(driver.cat.path), "complete the package");
     }
 
     void CheckSignature(const tools::PackageDriver& driver) {
@@ -150,19 +138,20 @@ class PackageCheck {
         }
         const std::string file = Utf8FromWide(driver.sys.path);
         if (policy.isOn && policy.graceSeconds == 0) {
-            Refuse("unsigned", driver.name, file + " carries no valid signature, and the policy demands one",
-                   "use a signed package");
+            findings_.Refuse("unsigned", driver.name,
+                             file + " carries no valid signature, and the policy demands one",
+                             "use a signed package");
         } else {
-            Add(Severity::Warning, "unsigned", driver.name, file + " carries no valid signature",
-                policy.isOn ? "it is accepted only until the machine has been up for two minutes"
-                            : "it is accepted because the policy is off");
+            findings_.Add(Severity::Warning, "unsigned", driver.name, file + " carries no valid signature",
+                          policy.isOn ? "it is accepted only until the machine has been up for two minutes"
+                                      : "it is accepted because the policy is off");
         }
     }
 
     const Preflight& preflight_;
     const tools::PackageView& package_;
     Procedure procedure_;
-    std::vector<Finding> findings_;
+    Findings findings_;
 };
 
 } // namespace

@@ -17,9 +17,9 @@ std::string RecordText(const RecordResult& record) {
 }
 
 std::string EndingText(const ActionsResult& result) {
-    const std::string rest = result.notProcessed.empty()
-                                 ? ""
-                                 : std::to_string(result.notProcessed.size()) + " record(s) not processed.\n";
+    std::string rest = result.notProcessed.empty()
+                           ? ""
+                           : std::to_string(result.notProcessed.size()) + " record(s) not processed.\n";
     switch (result.ending) {
     case Ending::BatchAborted:
         return rest.empty() ? "" : "The batch ended here: " + rest;

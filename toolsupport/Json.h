@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
-#include <string_view>
 
 namespace steward::tools {
 
@@ -13,8 +12,5 @@ using Json = nlohmann::ordered_json; // members in the order in which they are w
 template <typename Document> std::string Dump(const Document& document) {
     return document.dump(2, ' ', true, Document::error_handler_t::replace) + "\n";
 }
-
-// UTF-8 text as a JSON string, quotes included. Goes once nobody writes JSON by hand.
-std::string JsonText(std::string_view utf8);
 
 } // namespace steward::tools

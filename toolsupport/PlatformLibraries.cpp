@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include <bit>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -56,9 +57,7 @@ class Library {
 
     // Null when the library, or the function in it, is missing.
     template <typename Function> Function* Find(Function* /*the declaration*/, const char* name) {
-        return Get() == nullptr
-                   ? nullptr
-                   : reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(Get(), name)));
+        return Get() == nullptr ? nullptr : std::bit_cast<Function*>(GetProcAddress(Get(), name));
     }
 
   private:

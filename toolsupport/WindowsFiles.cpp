@@ -106,7 +106,7 @@ std::vector<std::wstring> FilesDeletedAtRestart() {
 }
 
 std::optional<std::string> ContentOf(const std::wstring& path) {
-    constexpr LONGLONG kMost = 256 * 1024 * 1024;
+    constexpr LONGLONG kMost = LONGLONG{256} * 1024 * 1024;
     const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));

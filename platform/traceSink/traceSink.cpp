@@ -61,10 +61,9 @@ struct Settings {
     }
 };
 
-Settings& Current() {
-    static Settings settings;
-    return settings;
-}
+// Made when the library is loaded, as all that is made once here: what guards the first use in a function
+// imports younger functions than Windows XP has.
+Settings current;
 
 std::string Utf8(const std::wstring& text) {
     const int length = static_cast<int>(text.size());
@@ -108,30 +107,34 @@ uint64_t Counter(BOOL(WINAPI* query)(LARGE_INTEGER*)) {
     return static_cast<uint64_t>(value.QuadPart);
 }
 
-// Before Windows 8 the system time moves in steps of some milliseconds; the performance counter tells what
-// has passed since the first call.
-uint64_t TimeByCounter() {
-    static const uint64_t frequency = Counter(QueryPerformanceFrequency);
-    static const uint64_t start = Counter(QueryPerformanceCounter);
-    static const uint64_t startTime = [] {
-        FILETIME time;
-        GetSystemTimeAsFileTime(&time);
-        return Ticks(time);
-    }();
-    const uint64_t passed = Counter(QueryPerformanceCounter) - start;
-    return startTime + passed / frequency * kTicksPerSecond +
-           passed % frequency * kTicksPerSecond / frequency;
+uint64_t CoarseTime() {
+    FILETIME time;
+    GetSystemTimeAsFileTime(&time);
+    return Ticks(time);
 }
 
+// Before Windows 8 the system time moves in steps of some milliseconds; the performance counter tells what
+// has passed since the library was loaded.
+const uint64_t counterFrequency = Counter(QueryPerformanceFrequency);
+const uint64_t counterStart = Counter(QueryPerformanceCounter);
+const uint64_t startTime = CoarseTime();
+
+uint64_t TimeByCounter() {
+    const uint64_t passed = Counter(QueryPerformanceCounter) - counterStart;
+    return startTime + passed / counterFrequency * kTicksPerSecond +
+           passed % counterFrequency * kTicksPerSecond / counterFrequency;
+}
+
+using PreciseTime = void(WINAPI*)(FILETIME*);
+const auto preciseTime = reinterpret_cast<PreciseTime>(reinterpret_cast<void*>(
+    GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetSystemTimePreciseAsFileTime")));
+
 uint64_t SystemTime() {
-    using Precise = void(WINAPI*)(FILETIME*);
-    static const auto precise = reinterpret_cast<Precise>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetSystemTimePreciseAsFileTime")));
-    if (precise == nullptr) {
+    if (preciseTime == nullptr) {
         return TimeByCounter();
     }
     FILETIME time;
-    precise(&time);
+    preciseTime(&time);
     return Ticks(time);
 }
 
@@ -172,7 +175,7 @@ const wchar_t* TextOr(const wchar_t* text, const wchar_t* otherwise) {
 
 // Callers are plain C: nothing may be thrown at them.
 
-void* Log_GetDefaultHandle() try { return &Current(); } catch (...) {
+void* Log_GetDefaultHandle() try { return &current; } catch (...) {
     return nullptr;
 }
 

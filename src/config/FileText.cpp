@@ -1,5 +1,6 @@
 #include "config/FileText.h"
 
+#include "config/ParserLimits.h"
 #include "config/util_OrplDataCrypto.h"
 #include "util/Handles.h"
 
@@ -41,7 +42,9 @@ std::optional<std::string> ReadEncryptedText(const std::wstring& path) {
                                                static_cast<uint32_t>(encrypted->size()), text, length)) {
         return std::nullopt;
     }
-    return std::string(reinterpret_cast<const char*>(text.get()), length);
+    std::string decrypted;
+    decrypted.reserve(length + kParserSlack); // no second copy for what the parser wants behind it
+    return decrypted.append(reinterpret_cast<const char*>(text.get()), length);
 }
 
 } // namespace steward

@@ -30,10 +30,18 @@ class InstalledCatalogs {
     InstalledCatalogs(const InstalledCatalogs&) = delete;
     InstalledCatalogs& operator=(const InstalledCatalogs&) = delete;
     ~InstalledCatalogs() {
-        for (const std::wstring& driver : kDrivers) {
-            CryptCATAdminRemoveCatalog(admin_, (driver + L".cat").c_str(), 0);
-        }
         CryptCATAdminReleaseContext(admin_, 0);
+        Remove();
+    }
+
+    // Also those of a program that was ended.
+    static void Remove() {
+        HCATADMIN admin = nullptr;
+        CryptCATAdminAcquireContext(&admin, nullptr, 0);
+        for (const std::wstring& driver : kDrivers) {
+            CryptCATAdminRemoveCatalog(admin, (driver + L".cat").c_str(), 0);
+        }
+        CryptCATAdminReleaseContext(admin, 0);
     }
 
   private:

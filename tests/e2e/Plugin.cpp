@@ -1,5 +1,7 @@
 #include "e2e/Plugin.h"
 
+#include "support/Fault.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -44,6 +46,15 @@ Plugin::Plugin() : module_(LoadLibraryW(L"driverSteward.dll")) {
     }
     doAction_ = Export<DriversDoActionFunction>(module_, "Plugin_Interface_DriversDoAction");
     enumerate_ = Export<EnumerateDriversInfoFunction>(module_, "Plugin_Interface_EnumerateDriversInfo");
+    for (const Import& import : ImportsOf(module_)) {
+        if (IsCloser(import.name)) {
+            closers_.push_back(std::make_unique<Tap>(module_, import.name, [](const Tap::Call& call) {
+                const uint64_t answer = call.Run();
+                SetLastError(0xDEAD);
+                return answer;
+            }));
+        }
+    }
     capture_ = std::make_unique<LogCapture>(module_);
     keys_.emplace(module_);
 }
@@ -51,6 +62,7 @@ Plugin::Plugin() : module_(LoadLibraryW(L"driverSteward.dll")) {
 Plugin::~Plugin() {
     keys_.reset();
     capture_.reset();
+    closers_.clear();
     FreeLibrary(module_);
 }
 

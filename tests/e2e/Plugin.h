@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/LogCapture.h"
+#include "support/Tap.h"
 
 #include "driverSteward.h"
 
@@ -9,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace steward::test {
 
@@ -40,6 +42,7 @@ class Plugin {
     HMODULE module_;
     DriversDoActionFunction doAction_;
     EnumerateDriversInfoFunction enumerate_;
+    std::vector<std::unique_ptr<Tap>> closers_; // they may change last-error, as the log may
     std::unique_ptr<LogCapture> capture_;
     std::optional<PredefinedKeyWatch> keys_;
 };

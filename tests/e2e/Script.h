@@ -5,10 +5,10 @@
 //                                  an argument that is left out
 //     scenario <name> [<where>]    lines in their order; without <where> on every Windows version
 //
-// A line may start with "[<where>]". <where> names Windows versions or what they have in common, separated by
-// commas, one of which must hold; "!" in front negates. "@each <block>" and "@backwards <block>" call a block
-// for every driver, whose name is its first argument. A file's own blocks hide those of blocks.txt. What the
-// lines mean: Scenarios.cpp.
+// A line may start with "[<where>]". <where> is one of the conditions in Script.cpp; "!" in front negates.
+// "@each <block>" and "@backwards <block>" call a block for every driver, whose name is its first argument;
+// of an argument with commas each driver gets its part. A file's own blocks hide those of blocks.txt. What
+// the lines mean: Scenarios.cpp.
 #pragma once
 
 #include <map>
@@ -17,33 +17,39 @@
 
 namespace steward::test {
 
+struct Line {
+    std::string text;
+    std::string file;
+    int number = 0;
+};
+
 struct Scenario {
-    std::string name;
+    Line name;
     bool applies; // to the running Windows version
-    std::vector<std::string> lines;
+    std::vector<Line> lines;
 };
 
 class Script {
   public:
-    // Reads `file` and the blocks.txt beside it. Throws when there is no such file.
+    // Reads `file` and the blocks.txt beside it. What is wrong is thrown as "<file>:<line>: <reason>".
     explicit Script(const std::string& file);
 
     [[nodiscard]] const std::vector<Scenario>& Scenarios() const { return scenarios_; }
     // A block of the file (if it has it), every call in it expanded and conditions that do not hold dropped.
-    [[nodiscard]] std::vector<std::string> Block(const std::string& name) const;
-    // Likewise the lines of a scenario. Throws for a block that does not exist.
-    [[nodiscard]] std::vector<std::string> Expand(const std::vector<std::string>& lines) const;
+    [[nodiscard]] std::vector<Line> Block(const std::string& name) const;
+    // Likewise the lines of a scenario.
+    [[nodiscard]] std::vector<Line> Expand(const std::vector<Line>& lines) const;
 
   private:
     void Read(const std::string& file);
-    void Append(std::vector<std::string>& expanded, std::string line,
-                const std::vector<std::string>& arguments) const;
-    void Call(std::vector<std::string>& expanded, const std::vector<std::string>& words) const;
+    void Append(std::vector<Line>& expanded, Line line, const std::vector<std::string>& arguments) const;
+    void Call(std::vector<Line>& expanded, const std::vector<std::string>& words, const Line& line) const;
 
     std::vector<Scenario> scenarios_;
-    std::map<std::string, std::vector<std::string>> blocks_;
+    std::map<std::string, std::vector<Line>> blocks_;
 };
 
-std::vector<std::string> Words(const std::string& line);
+std::vector<std::string> Words(const std::string& line, char separator = ' ');
+[[noreturn]] void ThrowAt(const Line& line, const std::string& reason);
 
 } // namespace steward::test

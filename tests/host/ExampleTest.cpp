@@ -28,8 +28,8 @@ TEST(Example, UpdatesAndSaysWhatCameOfIt) {
         {L"C:\\windows\\system32\\version.dll C:\\", 1, "this is no driver steward plug-in"},
         {fake + std::wstring(1024, L'x'), 2, "usage: exampleHost"},
         {L"", 2, "usage: exampleHost <driverSteward.dll> <package folder>"},
-        {real + L"\\v1\"", 0, "module 20005\ndrivers: 0xE01A0004, version 5.5.1256\nresult: 0x201A0001\n"},
-        {real + L"\\v2\"", 3010, "result: 0x201A0002\nrestart the machine: "},
+        {real + L"\\v1\"", 3010,
+         "module 20005\ndrivers: 0xE01A0008, version 5.5.1256\nresult: 0x201A0002\nrestart "},
     };
     for (const auto& [arguments, exitCode, says] : cases) {
         const ToolRun run = RunTool(L"exampleHost.exe", arguments);

@@ -69,7 +69,7 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
         {kFake + L"--force install nested", 0, "1/0/0 ",
          " (install C:\\pack\u00e4ge\\nested) is at work on the drivers; "},
         {kFake + L"--force --json install 201A0001", 0, "1/0/0 ",
-         "\"code\":\"0x201A0001\",\"name\":\"success\""},
+         "\"code\": \"0x201A0001\",\n        \"id\": \"success\",\n"},
         {kFake + L"--force install 201A0001",
          1,
          "1/0/0 ",
@@ -164,13 +164,15 @@ struct MachineCase {
 TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     MakePackages();
     RemoveDrivers();
+    UnregisterService(L"ORPL"); // without the platform: its sections and its policy
+    DeleteRegistryValue(L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir");
     const std::wstring tooLong = L" C:\\pk\\" + std::wstring(224, L'x');
     const MachineCase cases[] = {
         {L"status", 0, {"none present", "not installed", "code 100", "restart   none"}},
         {L"status --strict", 1, {}},
         {L"check uninstall C:\\pk\\v1",
          1,
-         {"qxactmon: it is not installed: the removal ends there with 0xE01A000C; "}},
+         {"qxactmon: it is not installed: the removal ends there with 0xE01A000C; install"}},
         {L"install C:\\pk\\no-sys",
          1,
          {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package"}},
@@ -194,7 +196,11 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
         {L"update C:\\pk\\v2x", 1, {"there is no folder C:\\pk\\v2x\\; check the path"}},
         {L"update C:\\pk\\no-sys", 1, {"there is no C:\\pk\\no-sys\\qxevtmgr.sys"}},
         {L"update C:\\pk\\no-cat", 1, {"there is no C:\\pk\\no-cat\\qxactmon.cat"}},
-        {L"update C:\\pk\\v2", 3010, {"run their old image: qxcomm (5.5.0.1256), "}, true},
+        {L"update C:\\pk\\v2 --trace --log-level 5",
+         3010,
+         {"run their old image: qxcomm (5.5.0.1256), ",
+          "no call tree: calls are logged at log level 1 and 2"},
+         true},
         {L"status --strict", 3010, {"qxcomm will be replaced by 5.6.0.1300"}},
         {L"check update C:\\pk\\v1",
          3010,

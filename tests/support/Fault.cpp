@@ -1,88 +1,98 @@
 #include "support/Fault.h"
 
-#include "support/ImportPatch.h"
+#include <wincrypt.h>
+#include <wintrust.h>
 
-#include <cstdint>
-#include <cstring>
-#include <initializer_list>
+#include <algorithm>
+#include <iterator>
 
 namespace steward::test {
 
 namespace {
 
-constexpr size_t kCodeBytes = 256;
-constexpr size_t kFailureOffset = 128;
+enum Answer : uint64_t { Zero, AllOnes, One, TheError };
 
-bool IsOneOf(const std::string& name, std::initializer_list<const char*> names) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
-
-// What the function answers when it fails.
-uint64_t FailureOf(const std::string& import, DWORD error) {
-    if (import.starts_with("Reg") || IsOneOf(import, {"GetNamedSecurityInfoW", "SetNamedSecurityInfoW",
-                                                      "SetEntriesInAclW", "WinVerifyTrust"})) {
-        return error;
-    }
-    return IsOneOf(import, {"CreateFileW", "GetFileAttributesW"}) ? ~uint64_t{0} : 0;
-}
-
-class Assembler {
-  public:
-    explicit Assembler(unsigned char* at) : at_(at) {}
-    Assembler& Bytes(std::initializer_list<unsigned char> bytes) {
-        at_ = std::copy(bytes.begin(), bytes.end(), at_);
-        return *this;
-    }
-    Assembler& Immediate(const void* value) {
-        std::memcpy(at_, &value, sizeof value);
-        at_ += sizeof value;
-        return *this;
-    }
-
-  private:
-    unsigned char* at_;
+// By the first row whose text the name begins with.
+constexpr struct {
+    const char* begin;
+    Answer answer;
+    DWORD error;
+} kFailures[] = {
+    {"Reg", TheError, ERROR_ACCESS_DENIED},
+    {"GetNamedSecurityInfoW", TheError, ERROR_ACCESS_DENIED},
+    {"SetNamedSecurityInfoW", TheError, ERROR_ACCESS_DENIED},
+    {"SetEntriesInAclW", TheError, ERROR_NOT_ENOUGH_MEMORY},
+    {"WinVerifyTrust", TheError, 0x800B0001}, // TRUST_E_PROVIDER_UNKNOWN
+    {"CreateFileW", AllOnes, ERROR_SHARING_VIOLATION},
+    {"GetFileAttributesW", AllOnes, ERROR_ACCESS_DENIED},
+    {"SetFilePointerEx", Zero, ERROR_INVALID_HANDLE},
+    {"SetFilePointer", AllOnes, ERROR_INVALID_HANDLE},
+    {"LocalFree", One, ERROR_INVALID_HANDLE},
+    {"FreeSid", One, ERROR_INVALID_HANDLE},
+    {"Log_Flush", One, ERROR_DISK_FULL},
+    {"malloc", Zero, ERROR_NOT_ENOUGH_MEMORY},
+    {"LocalAlloc", Zero, ERROR_NOT_ENOUGH_MEMORY},
+    {"AllocateAndInitializeSid", Zero, ERROR_NOT_ENOUGH_MEMORY},
+    {"LookupAccountSidW", Zero, ERROR_NONE_MAPPED},
+    {"GetTempFileNameW", Zero, ERROR_FILE_EXISTS},
+    {"LoadLibraryW", Zero, ERROR_MOD_NOT_FOUND},
+    {"GetProcAddress", Zero, ERROR_PROC_NOT_FOUND},
+    {"StartServiceW", Zero, ERROR_SERVICE_DISABLED},
+    {"ControlService", Zero, ERROR_SERVICE_CANNOT_ACCEPT_CTRL},
+    {"QueryServiceStatus", Zero, ERROR_INVALID_HANDLE},
+    {"Copy", Zero, ERROR_DISK_FULL},
+    {"WriteFile", Zero, ERROR_DISK_FULL},
+    {"ReadFile", Zero, ERROR_READ_FAULT},
+    {"GetFileVersionInfo", Zero, ERROR_RESOURCE_TYPE_NOT_FOUND},
+    {"Crypt", Zero, 0x80090020}, // NTE_FAIL
+    {"Cert", Zero, 0x80092004},  // CRYPT_E_NOT_FOUND
+    {"", Zero, ERROR_ACCESS_DENIED},
 };
+
+const auto& FailureOf(const std::string& import) {
+    return *std::find_if(std::begin(kFailures), std::end(kFailures),
+                         [&](const auto& row) { return import.starts_with(row.begin); });
+}
 
 } // namespace
 
-Fault::Fault(HMODULE module, std::string import, DWORD error, int call)
-    : import_(std::move(import)), error_(error), failingCall_(call),
-      code_(static_cast<unsigned char*>(
-          VirtualAlloc(nullptr, kCodeBytes, MEM_COMMIT | MEM_RESERVE, PAGE_EXECUTE_READWRITE))),
-      slot_(FindImportSlot(module, import_.c_str())), original_(*slot_) {
-    Assembler entry(code_);
-    entry.Bytes({0x48, 0x83, 0xEC, 0x48});       // sub rsp, 0x48
-    entry.Bytes({0x48, 0x89, 0x4C, 0x24, 0x20}); // mov [rsp+0x20], rcx
-    entry.Bytes({0x48, 0x89, 0x54, 0x24, 0x28}); // mov [rsp+0x28], rdx
-    entry.Bytes({0x4C, 0x89, 0x44, 0x24, 0x30}); // mov [rsp+0x30], r8
-    entry.Bytes({0x4C, 0x89, 0x4C, 0x24, 0x38}); // mov [rsp+0x38], r9
-    entry.Bytes({0x48, 0xB9}).Immediate(this);   // mov rcx, fault
-    entry.Bytes({0x48, 0x8D, 0x54, 0x24, 0x20}); // lea rdx, [rsp+0x20]
-    entry.Bytes({0x48, 0xB8}).Immediate(reinterpret_cast<void*>(&Choose)).Bytes({0xFF, 0xD0}); // call Choose
-    entry.Bytes({0x48, 0x8B, 0x4C, 0x24, 0x20, 0x48, 0x8B, 0x54, 0x24, 0x28});                 // restore
-    entry.Bytes({0x4C, 0x8B, 0x44, 0x24, 0x30, 0x4C, 0x8B, 0x4C, 0x24, 0x38});
-    entry.Bytes({0x48, 0x83, 0xC4, 0x48, 0xFF, 0xE0}); // add rsp, 0x48; jmp rax
-    Assembler failure(code_ + kFailureOffset);
-    failure.Bytes({0x48, 0xB8}).Immediate(reinterpret_cast<void*>(FailureOf(import_, error_)));
-    failure.Bytes({0xC3}); // mov rax, failure; ret
-    ExchangeImport(slot_, code_);
+DWORD UsualError(const std::string& import) {
+    return FailureOf(import).error;
 }
 
-Fault::~Fault() {
-    ExchangeImport(slot_, original_);
-    VirtualFree(code_, 0, MEM_RELEASE);
+bool IsCloser(const std::string& import) {
+    constexpr const char* kVerbs[] = {"Close", "Free", "Release", "Destroy"};
+    return std::any_of(std::begin(kVerbs), std::end(kVerbs),
+                       [&](const char* verb) { return import.find(verb) != std::string::npos; });
 }
 
-void* Fault::Choose(Fault* fault, void** arguments) {
-    ++fault->calls_;
-    if (fault->failingCall_ != kEveryCall && fault->failingCall_ != fault->calls_) {
-        return fault->original_;
+uint64_t Fail(const std::string& import, const Tap::Call& call, DWORD error) {
+    const bool releasesTrust =
+        import == "WinVerifyTrust" &&
+        reinterpret_cast<const WINTRUST_DATA*>(call.arguments[2])->dwStateAction == WTD_STATEACTION_CLOSE;
+    if (IsCloser(import) || releasesTrust) {
+        call.Run();
     }
-    if (fault->import_ == "Copy") { // hands its error out
-        *static_cast<uint32_t*>(arguments[3]) = fault->error_;
+    if (import == "Copy") { // hands its error out
+        *reinterpret_cast<uint32_t*>(call.arguments[3]) = error;
     }
-    SetLastError(fault->error_);
-    return fault->code_ + kFailureOffset;
+    SetLastError(error);
+    switch (FailureOf(import).answer) {
+    case TheError:
+        return error;
+    case AllOnes:
+        return ~uint64_t{0};
+    case One:
+        return 1;
+    default:
+        return 0;
+    }
 }
+
+Fault::Fault(HMODULE module, const std::string& import, DWORD error, int failing)
+    : tap_(module, import, [=, this](const Tap::Call& call) {
+          ++calls_;
+          return failing == kEveryCall || failing == calls_ ? Fail(import, call, error) : call.Run();
+      }) {}
 
 } // namespace steward::test

@@ -1,15 +1,12 @@
-// Makes an imported function of a module fail without running it, for one scope and by its name alone.
+// Makes an imported function of a module fail, for one scope and by its name alone.
 //
 //     const Fault fault(module, "StartServiceW", ERROR_FILE_NOT_FOUND, 2); // the second call
 //
-// A failing call leaves the error in last-error and answers what the function answers on failure: its error
-// code where it returns one, otherwise INVALID_HANDLE_VALUE, null or FALSE. Where an answer must be computed,
-// see ImportPatch.
+// A failing call leaves the error in last-error and answers what the function answers on failure. What a
+// function closes is closed all the same. Where an answer must be computed, see ImportPatch.
 #pragma once
 
-#include <windows.h>
-
-#include <string>
+#include "support/Tap.h"
 
 namespace steward::test {
 
@@ -18,24 +15,19 @@ class Fault {
     static constexpr int kEveryCall = 0;
     static constexpr int kNoCall = -1; // only counts
 
-    Fault(HMODULE module, std::string import, DWORD error, int call = kEveryCall);
-    Fault(const Fault&) = delete;
-    Fault& operator=(const Fault&) = delete;
-    ~Fault();
+    Fault(HMODULE module, const std::string& import, DWORD error, int call = kEveryCall);
 
     [[nodiscard]] int Calls() const { return calls_; }
 
   private:
-    // What a call jumps to: the function itself, or code that answers a failure. `arguments`: the first four.
-    static void* Choose(Fault* fault, void** arguments);
-
-    std::string import_;
-    DWORD error_;
-    int failingCall_;
     int calls_ = 0;
-    unsigned char* code_;
-    void** slot_;
-    void* original_;
+    Tap tap_;
 };
+
+// A failing call of the function, and the error that it fails with unless another one is wanted.
+uint64_t Fail(const std::string& import, const Tap::Call& call, DWORD error);
+DWORD UsualError(const std::string& import);
+// Whether it closes or releases something.
+bool IsCloser(const std::string& import);
 
 } // namespace steward::test

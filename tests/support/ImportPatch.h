@@ -9,14 +9,10 @@
 // (GetModuleHandle(nullptr)). The replacement may call `start.Original(...)`. Patches of one function nest.
 #pragma once
 
-#include <windows.h>
+#include "support/Tap.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstring>
 #include <functional>
-#include <stdexcept>
-#include <string>
 #include <utility>
 
 namespace steward::test {
@@ -25,11 +21,6 @@ template <size_t N> struct ImportName {
     char text[N] = {};
     constexpr ImportName(const char (&name)[N]) { std::copy_n(name, N, text); }
 };
-
-// The slot of the import address table that holds `name`, whichever DLL it comes from. Throws when the module
-// does not import it: a patch that does nothing must not look like one that works.
-void** FindImportSlot(HMODULE module, const char* name);
-void* ExchangeImport(void** slot, void* function);
 
 template <ImportName Name, typename Signature> class ImportPatch;
 

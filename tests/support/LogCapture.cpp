@@ -26,10 +26,10 @@ testing::AssertionResult SameTranscript(const Transcript& actual, const Transcri
            << testing::internal::edit_distance::CreateUnifiedDiff(expected, actual);
 }
 
-std::string Joined(const Transcript& lines) {
+std::string Joined(const Transcript& lines, const char* separator) {
     std::string text;
     for (const std::string& line : lines) {
-        text += line + "\n";
+        text += line + separator;
     }
     return text;
 }

@@ -22,7 +22,7 @@ std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view 
 // Equal in every line and in their order; otherwise the message is the difference, line by line.
 testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected);
 
-std::string Joined(const Transcript& lines);
+std::string Joined(const Transcript& lines, const char* separator = "\n");
 
 class LogCapture {
   public:

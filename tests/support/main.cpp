@@ -4,10 +4,15 @@
 #include <windows.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
-constexpr DWORD kLimitMilliseconds = 840'000; // below the lab's, which names no test
+// Below the lab's, which names no test.
+const DWORD kLimitMilliseconds = [] {
+    const char* const lab = std::getenv("STEWARD_LAB_LIMIT");
+    return (lab == nullptr ? 840 : static_cast<DWORD>(std::atoi(lab)) - 60) * 1000;
+}();
 
 DWORD WINAPI Watch(void*) {
     WaitForSingleObject(GetCurrentProcess(), kLimitMilliseconds); // not Sleep, which tests patch

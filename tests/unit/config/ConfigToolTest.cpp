@@ -257,6 +257,9 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
                                             nullptr));
         refuses(L"set G k new", "1", "cannot be replaced (error 32");
     }
+    SetFileAttributesW(L"system_config.cfg", FILE_ATTRIBUTE_READONLY);
+    refuses(L"set G k new", "1", "is read-only; take that off");
+    SetFileAttributesW(L"system_config.cfg", FILE_ATTRIBUTE_NORMAL);
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kPlatformKey, L"InstallDir");
     refuses(L"list", "1", "cannot be read; name the configuration file with --file");
 }

@@ -108,10 +108,10 @@ TEST_F(Manager, ReportsWhatDoesNotParse) {
     }
 }
 
-// Fault: a value comes back as another one.
+// Faults: a value comes back as another one; of several elements not the first is changed.
 TEST_F(Manager, WhatIsSetAndSavedIsReadBack) {
-    folder_.WriteConfig(
-        "<SysConfigManager><G><a>old</a><b><![CDATA[old]]></b><c/><d><x/></d></G></SysConfigManager>");
+    folder_.WriteConfig("<SysConfigManager><G><a>old</a><b><![CDATA[old]]></b><c/><d><x/></d><a>second</a></"
+                        "G></SysConfigManager>");
     EXPECT_TRUE(manager_.Load());
     for (const std::wstring value :
          {L"1", L"", L"<&>\"']]>", L"line\r\nline\ttab", L"\u00e4\u263a\U0001F600"}) {
@@ -125,6 +125,7 @@ TEST_F(Manager, WhatIsSetAndSavedIsReadBack) {
     EXPECT_EQ(manager_.SetSysConfig(L"G", L"d", L"behind"), SYSCONFIG_SUCCESS); // a child that is no text
     EXPECT_TRUE(manager_.saveFile(L"", kSysConfigFileName, false));
     EXPECT_NE(folder_.ReadConfig().find("<x />\n            behind\n"), std::string::npos);
+    EXPECT_NE(folder_.ReadConfig().find("<a>second</a>"), std::string::npos);
 }
 
 // Faults: a password in the log; a line added, lost or out of order; the file is still open behind the last.
@@ -166,7 +167,7 @@ TEST_F(Manager, ChangesListsAndSaves) {
     EXPECT_EQ(list[1].value, L"secret");
 }
 
-// Faults: a save that failed passes for done; a line that names another cause.
+// Faults: a save that failed passes for done; a line that names another cause; the data stays in the cache.
 TEST_F(Manager, EveryFailedSaveIsReported) {
     const auto failedSave = [&] {
         Lines();
@@ -179,6 +180,14 @@ TEST_F(Manager, EveryFailedSaveIsReported) {
     EXPECT_EQ(failedSave(), "5M SysConfigManager::saveFile Fail!. Return false.\n");
     folder_.WriteConfig("<SysConfigManager/>");
     manager_.Load();
+    std::vector<uint64_t> flags;
+    const Tap creations(GetModuleHandleW(nullptr), "CreateFileW", [&](const Tap::Call& call) {
+        flags.push_back(call.arguments[5] & 0xFFFFFFFF);
+        return call.Run();
+    });
+    EXPECT_TRUE(manager_.saveFile(L".", L"out.cfg", true));
+    EXPECT_TRUE(manager_.saveFile(L".", L"out.cfg", false));
+    EXPECT_EQ(flags, (std::vector<uint64_t>{FILE_FLAG_WRITE_THROUGH, FILE_ATTRIBUTE_NORMAL}));
     const ImportPatch<"WriteFile", decltype(WriteFile)> shortWrite(
         GetModuleHandleW(nullptr),
         [](auto, auto, auto, DWORD* written, auto) { return (*written = 9) != 0; });

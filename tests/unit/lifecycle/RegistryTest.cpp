@@ -2,7 +2,6 @@
 #include "lifecycle/Locations.h"
 #include "lifecycle/SharedDriverRegistry.h"
 #include "lifecycle/VigilRegistryRecovery.h"
-#include "support/Fault.h"
 #include "support/LogCapture.h"
 #include "util/RegKey.h"
 
@@ -82,33 +81,6 @@ TEST(SharedDriverRegistry, StartTypeFollowsTheVersion) {
         starts += std::to_string(QxcommStartType(code, minor, product));
     }
     EXPECT_EQ(starts, "11110110000");
-}
-
-// Faults: a count that cannot be read becomes 2; a value that cannot be written or deleted ends the procedure
-// or changes its result.
-TEST(SharedDriverRegistry, CountsThePlatformAsOneMoreHolder) {
-    const std::wstring key = ServiceKey(L"qxcomm");
-    const auto modify = [&](bool result, const std::string& lines) {
-        LogCapture log;
-        EXPECT_EQ(ModifyQxcommRegistry(), result);
-        EXPECT_EQ(Lines(log), "2 ==> ModifyQxcommRegistry,\n" + lines +
-                                  "2 <== ModifyQxcommRegistry,bRet = " + std::to_string(result) + "\n");
-        return RegistryNumber(key, L"PermCount");
-    };
-    const std::string noCount = "3 fail to query registry: Services\\qxcomm\\PermCount\n";
-    const std::string noFlag = "3 fail to delete registry: Services\\qxcomm\\DeleteFlag\n";
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
-    modify(false, "5 fail to open registry: Services\\qxcomm\n");
-    SetRegistryNumber(key, L"DeleteFlag", 1);
-    EXPECT_EQ(modify(true, noCount), 1);
-    SetRegistryNumber(key, L"PermCount", 3);
-    EXPECT_EQ(modify(true, noFlag), 4); // there is none any more
-    EXPECT_EQ(RegistryNumber(key, L"InstalledByOrpl"), 1);
-    DeleteRegistryValue(key, L"PermCount");
-    const Fault setting(GetModuleHandleW(nullptr), "RegSetValueExW", ERROR_ACCESS_DENIED);
-    const std::string set = "3 fail to set registry: Services\\qxcomm\\";
-    modify(true, noCount + noFlag + set + "Start\n" + set + "InstalledByOrpl\n");
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
 }
 
 // Faults: a path without a terminator is read past its end, into the action; a folder without its backslash.

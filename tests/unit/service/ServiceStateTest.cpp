@@ -128,8 +128,8 @@ TEST(ServiceOperation, EveryOneNeedsManagerAndService) {
     }
 }
 
-// Faults: an absent service is reported as an error; deletion is asked for; a crash, a manager opened or a
-// line more without a name.
+// Faults: an absent service is reported as an error; deletion is asked for; the shared driver is known by the
+// case of its name; a crash, a manager opened or a line more without a name.
 TEST(ServiceOperation, NoServiceAndNoName) {
     LogCapture log;
     const ImportPatch<"OpenServiceW", decltype(OpenServiceW)> open(
@@ -139,6 +139,12 @@ TEST(ServiceOperation, NoServiceAndNoName) {
         });
     EXPECT_FALSE(Query(L"stewardNoService"));
     EXPECT_EQ(log.TakeTexts(), "2 Service not exist.\n");
+    const FileHandle client(CreateMailslotW(L"\\\\.\\mailslot\\qxcomm_INSTANCE3", 0, 0, nullptr));
+    EXPECT_FALSE(StopDriverService(L"QXCOMM"));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SERVICE_ALREADY_RUNNING});
+    EXPECT_TRUE(CanStopDriverService(std::wstring(300, L'x').c_str()));
+    EXPECT_EQ(log.TakeTexts(), "5 0x1 driver instance(s) found\n"
+                               "5 driver instance found, cannot stop qxcomm service.\n");
     const Fault manager(kSelf, "OpenSCManagerW", 0, Fault::kNoCall);
     for (const wchar_t* const name : {static_cast<const wchar_t*>(nullptr), L""}) {
         for (const auto operation : kOperations) {
@@ -148,27 +154,6 @@ TEST(ServiceOperation, NoServiceAndNoName) {
     }
     EXPECT_FALSE(QueryDriverServiceStatus(kService, nullptr));
     EXPECT_EQ(manager.Calls(), 0);
-}
-
-// Faults: a client at the first or last instance is overlooked, one beyond them counts; the shared driver's
-// name is recognised by case, or another driver's clients are asked for.
-TEST(DriverInstances, ClientsOfTheSharedDriverKeepItRunning) {
-    const auto slot = [](const std::wstring& name) {
-        return FileHandle(CreateMailslotW((L"\\\\.\\mailslot\\" + name).c_str(), 0, 0, nullptr));
-    };
-    LogCapture log;
-    const FileHandle beyond = slot(L"qxcomm_INSTANCE16");
-    EXPECT_TRUE(CanStopDriverService(L"qxcomm"));
-    EXPECT_TRUE(CanStopDriverService(std::wstring(300, L'x').c_str()));
-    EXPECT_EQ(log.TakeTexts(), "");
-    const FileHandle first = slot(L"qxcomm_INSTANCE0");
-    const FileHandle last = slot(L"qxcomm_INSTANCE15");
-    EXPECT_FALSE(StopDriverService(L"QXCOMM"));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_SERVICE_ALREADY_RUNNING});
-    EXPECT_EQ(log.TakeTexts(), "5 0x2 driver instance(s) found\n"
-                               "5 driver instance found, cannot stop qxcomm service.\n");
-    EXPECT_FALSE(StopDriverService(L"qxevtmgr"));
-    EXPECT_EQ(log.TakeTexts(), "5 OpenService failed, err=0x424\n");
 }
 
 } // namespace steward::test

@@ -1,8 +1,7 @@
-#include "e2e/Plugin.h"
 #include "support/Fault.h"
+#include "support/LogCapture.h"
 #include "support/ToolRun.h"
 #include "util/Std_Utils_File.h"
-#include "util/Std_Utils_String.h"
 
 #include <gtest/gtest.h>
 
@@ -37,30 +36,6 @@ struct FileTest : testing::Test {
 };
 
 } // namespace
-
-// Faults: a read-only file stays; what cannot be reset is deleted; a failed deletion, or a missing file, is
-// answered wrongly.
-TEST_F(FileTest, DeleteExistingFile) {
-    const std::string reset = "2 Succed to reset  file attributes to FILE_ATTRIBUTE_NORMAL: C:\\test.bin\n";
-    const std::string notReset = "5 Failed to reset  file attributes to FILE_ATTRIBUTE_NORMAL: "
-                                 "C:\\test.binGetLastError() = 0x5\n";
-    const std::string inUse = "5 Delete existing file fail, File: C:\\test.bin, GetLastError() = 0x20\n";
-    for (const auto& [import, error, result, remains, lines] :
-         {std::tuple("CopyFileW", 0U, true, ",", reset), // not called
-          {"SetFileAttributesW", 5U, true, "old,", notReset},
-          {"DeleteFileW", 32U, false, "old,", reset + inUse}}) {
-        Start("old", nullptr);
-        SetFileAttributesW(kSource, FILE_ATTRIBUTE_READONLY);
-        const Fault fault(kSelf, import, error);
-        LogCapture log;
-        EXPECT_EQ(DeleteExistingFile(kSource), result);
-        EXPECT_TRUE(result || GetLastError() == error);
-        EXPECT_EQ(log.TakeTexts(), lines);
-        EXPECT_EQ(Contents(), remains);
-        EXPECT_TRUE(DeleteExistingFile(L"C:\\test.missing"));
-        EXPECT_EQ(log.TakeTexts(), "");
-    }
-}
 
 // Faults: the attributes are reset unasked or without need; one of the three is no reason.
 TEST_F(FileTest, MoveResetsAttributesWhenAskedTo) {
@@ -117,16 +92,6 @@ TEST_F(FileTest, MoveFallsBackWithoutTheExtendedMove) {
         EXPECT_EQ(Contents(), each.after);
         EXPECT_EQ(split.Calls() == 0, each.destination == nullptr);
     }
-}
-
-// Faults: the third part of the version taken for the fourth; a failed query reports zeros.
-TEST_F(FileTest, QueryFileVersionSkipsTheThirdPart) {
-    FileVersion version{1, 2, 3};
-    Start("no resource", nullptr);
-    EXPECT_FALSE(QueryFileVersion(kSource, version));
-    EXPECT_EQ(version.build, 3U);
-    EXPECT_TRUE(QueryFileVersion((Package(L"v1") + L"qxcomm.sys").c_str(), version));
-    EXPECT_EQ(std::tuple(version.major, version.minor, version.build), std::tuple(5U, 5U, 1256U));
 }
 
 } // namespace steward::test

@@ -1,0 +1,125 @@
+#include "e2e/Actions.h"
+
+#include "e2e/Machine.h"
+#include "util/RegKey.h"
+
+#include <algorithm>
+
+namespace steward::test {
+
+namespace {
+
+constexpr wchar_t kPlatformKey[] = L"SOFTWARE\\Vexholm\\ORPL";
+
+constexpr const char* kLeftOut[] = {
+    // They cannot fail.
+    "EqualSid", "GetCurrentProcess", "GetCurrentProcessId", "GetCurrentThread", "GetCurrentThreadId",
+    "GetLastError", "GetSystemTimeAsFileTime", "GetTickCount", "GetTickCount64", "SetLastError", "Sleep",
+    // The C++ runtime's own: locks, thread-local storage and the throwing of exceptions.
+    "DeleteCriticalSection", "EnterCriticalSection", "InitializeCriticalSection", "IsDBCSLeadByteEx",
+    "LeaveCriticalSection", "RaiseException", "RtlCaptureContext", "RtlLookupFunctionEntry", "RtlUnwindEx",
+    "RtlVirtualUnwind", "TlsAlloc", "TlsGetValue", "TlsSetValue", "VirtualProtect", "VirtualQuery",
+    "__C_specific_handler"};
+
+} // namespace
+
+// Of the C runtime (msvcrt.dll) only its running out of memory is the plug-in's business.
+std::vector<std::string> SweptImports(HMODULE module) {
+    std::vector<std::string> names;
+    for (const Import& import : ImportsOf(module)) {
+        const bool ofTheRuntime =
+            _stricmp(import.library.c_str(), "msvcrt.dll") == 0 && import.name != "malloc";
+        if (!ofTheRuntime &&
+            std::find(std::begin(kLeftOut), std::end(kLeftOut), import.name) == std::end(kLeftOut)) {
+            names.push_back(import.name);
+        }
+    }
+    return names;
+}
+
+PolicyOn::PolicyOn() {
+    folder_.WriteConfig(
+        "<SysConfigManager><ORPL_ALL><ORPL_CFG_SP_MODULE_LOAD>1</ORPL_CFG_SP_MODULE_LOAD></ORPL_ALL>"
+        "</SysConfigManager>");
+    WriteHKLMString(folder_.Path(), kPlatformKey, L"InstallDir");
+}
+
+PolicyOn::~PolicyOn() {
+    DeleteRegistryValue(kPlatformKey, L"InstallDir");
+}
+
+void Action::Load() {
+    loaded_.reset();
+    loaded_.emplace();
+}
+
+uint32_t Action::Do(uint32_t action, const wchar_t* package, uint32_t compareState) {
+    return loaded_->plugin.Act(action, Package(package), compareState);
+}
+
+void Action::Stop() const {
+    OSVERSIONINFOW system{};
+    system.dwOSVersionInfoSize = sizeof system;
+    GetVersionExW(&system);
+    const DWORD version = system.dwMajorVersion * 100 + system.dwMinorVersion;
+    if (version >= 602 && (version < 1000 || what_ == What::Uninstall)) {
+        std::for_each(kDrivers.rbegin(), kDrivers.rend(), StopService);
+    }
+}
+
+void Action::Prepare() {
+    Load();
+    if (!ready_.empty() && MachineState() == ready_) {
+        return;
+    }
+    RemoveDrivers();
+    if (what_ != What::Install) {
+        EXPECT_EQ(Do(INSTALL, L"v1"), DS_SUCCESS);
+        Load();
+    }
+    if (what_ == What::Migration) {
+        SetRegistryNumber(ServiceKey(L"qxcomm"), L"InstalledByOrpl", 0);
+        StopService(L"qxactmon");
+        UnregisterService(L"qxactmon");
+    }
+    Stop();
+    if (what_ == What::Uninstall) {
+        for (const std::wstring& driver : kDrivers) {
+            const std::wstring catalog = driver + L".cat";
+            CopyFileW((Package(L"v1") + catalog).c_str(), (kCatalogFolder + catalog).c_str(), FALSE);
+        }
+    }
+    ready_ = MachineState();
+}
+
+uint32_t Action::Run(What what) {
+    switch (what) {
+    case What::Install:
+        return Do(INSTALL, L"v1");
+    case What::Update:
+        return Do(UPDATE, L"v2");
+    case What::EqualUpdate:
+        return Do(EQUAL_UPDATE, L"v2");
+    case What::Rollback:
+    case What::Migration:
+        return Do(UPDATE, L"v2", COMPARE_ROLLBACK);
+    case What::Uninstall:
+        return Do(UNINSTALL, L"v1");
+    case What::Report:
+        // Nothing is reported when memory runs out.
+        return std::max<uint32_t>(loaded_->plugin.Report().state, DS_ALL_RUNNING);
+    case What::Policy:
+        return Do(9, L"tampered");
+    }
+    return 0;
+}
+
+Transcript Action::Outcome() const {
+    Transcript state = MachineState();
+    std::erase_if(state, [this](const std::string& line) {
+        return line.starts_with("renamed") || (what_ == What::Migration && line.starts_with("PermCount"));
+    });
+    return state;
+}
+
+} // namespace steward::test

@@ -1,0 +1,64 @@
+// The actions that the sweeps disturb, each on the machine that it starts from, with the signature policy on.
+#pragma once
+
+#include "e2e/Plugin.h"
+#include "support/ImportPatch.h"
+#include "unit/config/ConfigFolder.h"
+
+#include <functional>
+#include <optional>
+
+namespace steward::test {
+
+enum class What { Install, Update, EqualUpdate, Rollback, Migration, Uninstall, Report, Policy };
+constexpr const char* kActionNames[] = {"Install",   "Update",    "EqualUpdate", "Rollback",
+                                        "Migration", "Uninstall", "Report",      "Policy"};
+
+// The functions that the plug-in imports and whose failure is its business.
+std::vector<std::string> SweptImports(HMODULE module);
+
+class Action {
+  public:
+    explicit Action(What what) : what_(what) {}
+
+    // Brings the machine to where the action starts and loads the plug-in anew.
+    void Prepare();
+    // Loads the plug-in anew, which then has not read its policy yet.
+    void Load();
+    // The result code; of a report its state, of a reading of the policy what becomes of a tampered package.
+    uint32_t Run() { return Run(what_); }
+    uint32_t Run(What what);
+    // Stops what Wine would not replace or remove while it runs.
+    void Stop() const;
+    [[nodiscard]] HMODULE Module() const { return loaded_->plugin.Module(); }
+
+    // What counts of the machine when the action is through: files that wait for their deletion do not, nor
+    // does a count that is one higher for every try of a migration.
+    [[nodiscard]] Transcript Outcome() const;
+
+  private:
+    struct Loaded {
+        Plugin plugin;
+        ImportPatch<"GetTickCount", decltype(GetTickCount)> clock{plugin.Module(),
+                                                                  [] { return DWORD{120'000}; }};
+    };
+    uint32_t Do(uint32_t action, const wchar_t* package, uint32_t compareState = 2);
+
+    What what_;
+    std::optional<Loaded> loaded_;
+    Transcript ready_; // the machine when it was last prepared
+};
+
+// The platform's folder with a configuration that switches the policy on, for one scope.
+class PolicyOn {
+  public:
+    PolicyOn();
+    PolicyOn(const PolicyOn&) = delete;
+    PolicyOn& operator=(const PolicyOn&) = delete;
+    ~PolicyOn();
+
+  private:
+    ConfigFolder folder_;
+};
+
+} // namespace steward::test
