@@ -26,6 +26,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/driverStewardConfigVersion.
 install(FILES ${release_files}/driverStewardConfig.cmake ${CMAKE_BINARY_DIR}/driverStewardConfigVersion.cmake
     DESTINATION lib/cmake/driverSteward)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/host.c DESTINATION examples)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/rollout DESTINATION examples
+    PATTERN .gitignore EXCLUDE PATTERN results EXCLUDE PATTERN "*.retry" EXCLUDE)
 install(FILES ${release_files}/example.cmake DESTINATION examples RENAME CMakeLists.txt)
 
 # Documents. Licences of what is linked statically: as Debian has them.

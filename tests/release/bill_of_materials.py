@@ -12,7 +12,7 @@ import sys
 import jsonschema
 
 FOLDER = pathlib.Path(sys.argv[1])
-SCHEMA = json.loads((pathlib.Path(__file__).parent / "spdx.schema.json").read_text())
+SCHEMA = json.loads((pathlib.Path(__file__).parents[2] / "cmake/release/spdx.schema.json").read_text())
 DOCUMENT = json.loads((FOLDER / "driverSteward.spdx.json").read_text(encoding="utf-8"))
 OWN = "SPDXRef-File-driverSteward-"
 
