@@ -27,7 +27,7 @@ install(FILES ${release_files}/driverStewardConfig.cmake ${CMAKE_BINARY_DIR}/dri
     DESTINATION lib/cmake/driverSteward)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/host.c DESTINATION examples)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/rollout DESTINATION examples
-    PATTERN .gitignore EXCLUDE PATTERN results EXCLUDE PATTERN "*.retry" EXCLUDE)
+    PATTERN .gitignore EXCLUDE PATTERN results.jsonl EXCLUDE)
 install(FILES ${release_files}/example.cmake DESTINATION examples RENAME CMakeLists.txt)
 
 # Documents. Licences of what is linked statically: as Debian has them.
