@@ -151,10 +151,12 @@ static void MakePackages() {
     std::ofstream("C:\\pk\\no-section\\qxcomm.inf") << "[Version]\nSignature=\"$WINDOWS NT$\"\n";
 }
 
+constexpr wchar_t kWithoutDrivers[] = L""; // no command: the next one begins on such a machine
+
 struct MachineCase {
     std::wstring arguments;
-    unsigned exitCode;
-    std::vector<const char*> says;
+    unsigned exitCode = 0;
+    std::vector<const char*> says = {};
     bool changes = false; // the machine
 };
 
@@ -175,7 +177,7 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
          {"qxactmon: it is not installed: the removal ends there with 0xE01A000C; install"}},
         {L"install C:\\pk\\no-sys",
          1,
-         {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package"}},
+         {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package", "nothing was touched"}},
         {L"install C:\\pk\\no-driver", 1, {"qxcomm.sys: it is no program image, or cannot be read; replace"}},
         {L"install C:\\pk\\no-section", 1, {"qxcomm.inf has no section [DefaultInstall]; use a package for"}},
         {L"install" + tooLong,
@@ -188,6 +190,9 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
          0,
          {"5.5.0.1256", "Sample Signer",
           "\nwould: run the install section of 3 INF files, start 3 drivers\n"}},
+        {L"update C:\\pk\\v1", 3010, {"A restart of the machine is required"}, true},
+        {L"status --strict", 3010, {"restart   qxcomm will be loaded, "}},
+        {kWithoutDrivers},
         {L"install C:\\pk\\v1", 0, {"success: done"}, true},
         {L"status --strict", 0, {"running", "1, platform"}},
         {L"check update C:\\pk\\v2",
@@ -211,6 +216,10 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     };
     for (const MachineCase& each : cases) {
         SCOPED_TRACE(testing::PrintToString(each.arguments) + testing::PrintToString(each.says));
+        if (each.arguments == kWithoutDrivers) {
+            RemoveDrivers();
+            continue;
+        }
         const auto before = MachineState();
         const ToolRun run = RunTool(L"stewardHost.exe", each.arguments);
         EXPECT_EQ(run.exitCode, each.exitCode) << run.errors;
