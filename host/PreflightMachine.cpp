@@ -103,7 +103,7 @@ class MachineCheck {
         if (!driver.service.isInstalled && !preflight_.IsKept(driver.name)) {
             findings_.Refuse("not-installed", driver.name,
                              "it is not installed: the removal ends there with 0xE01A000C",
-                             "install the package first, or remove what is left with --force");
+                             "install the package, then uninstall it");
         } else if (driver.next == tools::NextStart::IsRemoved) {
             findings_.Add(Severity::Warning, "removal-pending", driver.name,
                           "it will be removed at the next restart anyway", "restart instead");

@@ -56,14 +56,20 @@ std::wstring WorkOf(const CommandLine& line) {
 
 void ShowTrace(const ActionsResult& result) {
     for (const RecordResult& record : result.records) {
-        const bool isWritten =
-            !record.trace || (tools::Print(STD_OUTPUT_HANDLE, "\n") && PrintTree(*record.trace));
+        const bool isWritten = !record.trace || record.trace->empty() ||
+                               (tools::Print(STD_OUTPUT_HANDLE, "\n") && PrintTree(*record.trace));
         if (!isWritten) {
             Answer(""); // says so
         }
     }
-    if (!result.logProblem.empty()) {
-        tools::Print(STD_ERROR_HANDLE, "stewardHost: no call tree: " + result.logProblem + "\n");
+    const bool isEmpty =
+        std::any_of(result.records.begin(), result.records.end(),
+                    [](const RecordResult& record) { return record.trace && record.trace->empty(); });
+    const std::string problem = !result.logProblem.empty() ? result.logProblem
+                                : isEmpty                  ? "calls are logged at log level 1 and 2"
+                                                           : "";
+    if (!problem.empty()) {
+        tools::Print(STD_ERROR_HANDLE, "stewardHost: no call tree: " + problem + "\n");
     }
 }
 

@@ -1,7 +1,7 @@
 /* What a service host needs to load and call driverSteward.dll. Plain C; little-endian, 64-bit Windows.
  *
- * Load the library by its full path and look the four functions up by their undecorated names (the typedefs at
- * the end fit GetProcAddress). All functions run on the caller's thread to completion, keep no handle and
+ * Load the library by its full path and look the four functions up by their undecorated names (the typedefs
+ * at the end fit GetProcAddress). All functions run on the caller's thread to completion, keep no handle and
  * throw nothing. One batch at a time: two batches at once would undo each other's lifting of the service
  * restriction.
  */

@@ -7,8 +7,8 @@
 
 namespace steward::tools {
 
-// UTF-8 to a file or pipe, Unicode to a console, in pieces that each of them takes. False when not everything was
-// written: full disk, closed pipe. `standardHandle`: STD_OUTPUT_HANDLE or STD_ERROR_HANDLE.
+// UTF-8 to a file or pipe, Unicode to a console, in pieces that each of them takes. False when not everything
+// was written: full disk, closed pipe. `standardHandle`: STD_OUTPUT_HANDLE or STD_ERROR_HANDLE.
 bool Print(DWORD standardHandle, const std::string& utf8);
 
 // From now on standard output carries what Print writes there and nothing else: whatever the rest of the

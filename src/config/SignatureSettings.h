@@ -20,8 +20,8 @@ bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder);
 // Whether a setting with this value is on: only a text that _wtoi reads as 1 is.
 bool MeansOn(const std::wstring& value);
 
-// Where the settings lie: the platform's installation folder (false, `folder` unchanged, when the registry does
-// not tell it), the group and the name of a setting in it (null for an unknown setting).
+// Where the settings lie: the platform's installation folder (false, `folder` unchanged, when the registry
+// does not tell it), the group and the name of a setting in it (null for an unknown setting).
 bool ReadPlatformFolder(std::wstring& folder);
 inline constexpr wchar_t kSignaturePolicyGroup[] = L"ORPL_ALL";
 const wchar_t* SignaturePolicyNameOf(uint32_t setting);

@@ -209,7 +209,8 @@ TEST_F(Robustness, HostNamesTheOldImagesThatRun) {
     const ToolRun host = RunTool(L"stewardHost.exe", L"--json status");
     EXPECT_EQ(host.exitCode, 0U);
     Transcript drivers;
-    for (const auto& driver : nlohmann::json::parse(host.output)["drivers"]) {
+    const auto status = nlohmann::json::parse(host.output);
+    for (const auto& driver : status["drivers"]) {
         drivers.push_back(driver["name"].get<std::string>() + " " + driver["service"]["state"].dump() + " " +
                           driver["version"].dump() + " " + driver["loadedVersion"].dump());
     }
