@@ -128,15 +128,10 @@ TEST(ServiceOperation, EveryOneNeedsManagerAndService) {
     }
 }
 
-// Faults: an absent service is reported as an error; deletion is asked for; the shared driver is known by the
+// Faults: an absent service is reported as an error; the shared driver is known by the
 // case of its name; a crash, a manager opened or a line more without a name.
 TEST(ServiceOperation, NoServiceAndNoName) {
     LogCapture log;
-    const ImportPatch<"OpenServiceW", decltype(OpenServiceW)> open(
-        kSelf, [&](auto scm, auto name, DWORD access) {
-            EXPECT_EQ(access, 0xE01FFU);
-            return open.Original(scm, name, access);
-        });
     EXPECT_FALSE(Query(L"stewardNoService"));
     EXPECT_EQ(log.TakeTexts(), "2 Service not exist.\n");
     const FileHandle client(CreateMailslotW(L"\\\\.\\mailslot\\qxcomm_INSTANCE3", 0, 0, nullptr));
