@@ -102,21 +102,4 @@ TEST(CallTree, ShowsCallsTimesAndFailures) {
     }
 }
 
-// Faults: progress names a call that has returned, or an outer one; deep nesting ends the stack.
-TEST(CallTree, KnowsWhatIsUnderWay) {
-    const auto underWay = [](const char* text) {
-        const CallTree tree = TreeOf(ReadLog(Expanded(text)).lines);
-        const CallNode* const call = CallUnderWay(tree);
-        return call == nullptr ? std::string() : call->text + " " + call->detail;
-    };
-    EXPECT_EQ(underWay("01.0 ==> StartDriverService,Driver Name:qxcomm\n01.1 ==> WaitForServiceState,t: 1\n"),
-              "WaitForServiceState start qxcomm");
-    EXPECT_EQ(underWay("01.0 ==> A,\n01.1 ==> B,\n01.2 <== B,\n"), "A ");
-    std::vector<LogLine> deep(100'000);
-    for (LogLine& line : deep) {
-        line.message = "==> f,";
-    }
-    EXPECT_EQ(RowsOf(TreeOf(deep)).size(), deep.size());
-}
-
 } // namespace steward::test

@@ -176,12 +176,9 @@ TEST_F(ConfigTool, IsAloneWhenItChanges) {
 // Faults: a refusal that changes the file, leaves a temporary one, or does not say what to do.
 TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     folder_.Write(L"broken.xml", "<SysConfigManager>\n<G></SysConfigManager>");
-    folder_.Write(L"other.xml", "<Other/>");
     folder_.Write(L"two.xml", "<Other/><SysConfigManager><G><k>1</k></G></SysConfigManager>");
-    folder_.Write(L"blanks.xml", "<SysConfigManager><G><k>&#32;x&#32;</k></G></SysConfigManager>");
     folder_.Write(L"zero.xml", "<SysConfigManager><G><k>a&#x0;b</k></G></SysConfigManager>");
     folder_.Write(L"deep.xml", Repeated("<a>", 1001));
-    folder_.Write(L"noise.cfg", "no configuration");
     folder_.Write(L"plain.cfg", kDocument);
     const auto files = folder_.FileCount();
     const auto refuses = [&](const wchar_t* arguments, const char* exitCode, const char* says,
@@ -194,7 +191,6 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
         EXPECT_EQ(folder_.FileCount(), files) << says;
     };
     refuses(L"", "2", "a command is missing; see stewardConfig --help");
-    refuses(L"frob", "2", "unknown command 'frob'");
     refuses(L"get G/k k", "2", "'G/k' is not the name");
     refuses(L"set G k v --wait x", "2", "--wait takes seconds from 0 to 3600, not 'x'");
     refuses(L"list --file \"\"", "2", "--file needs the path");
@@ -202,21 +198,15 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     refuses(L"set G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD new", "2", "every user can see a command line; give -");
     refuses(L"get G none", "1", "there is no none in group G");
     refuses(L"set G none 1", "1", "\"set --create\" adds a key");
-    refuses(L"set G \"no ne\" 1 --create", "1", "\"no ne\" cannot be a name");
     refuses(L"set G k \" two  blanks\"", "1", "the value of k in group G would not be read back as it is");
     refuses(L"set G k -", "1", "is not UTF-8", {"\xE4"});
     refuses(L"set G k -", "1", "holds a NUL", {std::string("a\0b", 3)});
-    refuses(L"list --file noise.cfg", "1", "holds no configuration: it decrypts to noise");
     refuses(L"list --file plain.cfg", "1", "is readable XML, not an encrypted configuration; use import");
     refuses(L"list", "1", "cannot be written to standard output", {"", true});
-    refuses(L"export .\\SYSTEM_CONFIG.cfg", "1", "is the configuration itself");
     refuses(L"export .", "1", "is a folder; name a file in it");
     refuses(L"import broken.xml", "1", "broken.xml, line 2, column 4: Error reading end tag");
-    refuses(L"import other.xml", "1", "no root element <SysConfigManager>");
     refuses(L"import two.xml", "1", "<Other> as its root element, and others beside it");
-    refuses(L"import blanks.xml", "1", "the value of k in group G would not be read back");
     refuses(L"import zero.xml", "1", "a reference to the character 0");
-    refuses(L"import system_config.cfg", "1", "is an encrypted configuration already");
     refuses(L"import deep.xml", "1", "too deep or too large");
     {
         const FileHandle reader(CreateFileW(L"system_config.cfg", GENERIC_READ,
