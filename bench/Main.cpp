@@ -140,7 +140,7 @@ int Main(bool json, bool check, const std::string& name) {
 
 } // namespace steward::bench
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     bool json = false;
     bool check = false;
     std::string name;
@@ -162,4 +162,7 @@ int main(int argc, char** argv) {
     int count = 2;
     benchmark::Initialize(&count, arguments);
     return steward::bench::Main(json, check, name);
+} catch (const std::exception& problem) {
+    std::fprintf(stderr, "bench: %s\n", problem.what());
+    return 1;
 }

@@ -1,5 +1,6 @@
 #include "TextOutput.h"
 
+#include "Commit.h"
 #include "util/Utf8.h"
 
 namespace steward::host {
@@ -85,7 +86,7 @@ std::string TextOf(const VersionResult& version) {
                                          std::to_string(numbers[2]) + ", owner module " +
                                          std::to_string(version.ownerModuleId)
                                    : "unknown: " + version.problem;
-    return "stewardHost " + version.host + "\nplug-in " + plugin + "\n";
+    return "stewardHost " + version.host + ", commit " + tools::kCommit + "\nplug-in " + plugin + "\n";
 }
 
 } // namespace steward::host

@@ -70,7 +70,7 @@ TEST_F(ConfigTool, AnswersOnStandardOutput) {
     EXPECT_EQ(Run(L"get G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD --show-secrets"), "0 secret\"\n");
     EXPECT_EQ(Run(L"list"),
               "0 G\tk\told \xE2\x98\xBA\nG\tORPL_CFG_KAVRI_FR_PROXY_AUTHPWD\t********\nG\te\t\n");
-    EXPECT_EQ(Run(L"--version"), "0 stewardConfig 5.5.0.1256\n");
+    EXPECT_THAT(Run(L"--version"), StartsWith("0 stewardConfig 5.5.0.1256, commit "));
     for (const wchar_t* const line : {L"help set", L"set --help", L"-h set", L"set G /?"}) {
         EXPECT_THAT(Run(line), StartsWith("0 stewardConfig set <group> <key> <value>\n"));
     }
