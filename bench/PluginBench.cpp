@@ -15,6 +15,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <ranges>
 #include <stdexcept>
 
 namespace steward::bench {
@@ -63,8 +64,8 @@ void DemandDrivers(const std::string& state, const std::string& version) {
 }
 
 void StopByHand() {
-    for (auto driver = kDrivers.rbegin(); driver != kDrivers.rend(); ++driver) {
-        Control(L"stop", *driver);
+    for (const std::wstring& driver : kDrivers | std::views::reverse) {
+        Control(L"stop", driver);
     }
 }
 

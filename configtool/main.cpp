@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 #include "Commands.h"
+#include "Commit.h"
 #include "Console.h"
 #include "Failure.h"
 #include "Json.h"
@@ -14,18 +15,19 @@ namespace {
 using namespace steward::configtool;
 using steward::tools::Dump;
 using steward::tools::Json;
+using steward::tools::kCommit;
 using steward::tools::ReadLine;
 using steward::tools::UsageError;
 
 enum ExitCode : uint8_t { kSuccess = 0, kFailure = 1, kWrongUsage = 2 };
 
-constexpr char kVersionLine[] = "stewardConfig " STEWARD_VERSION "\n";
 constexpr int kSchemaVersion = 1;
 
 Json JsonHead(ExitCode code) {
     return {{"schema", kSchemaVersion},
             {"tool", "stewardConfig"},
             {"version", STEWARD_VERSION},
+            {"commit", kCommit},
             {"exitCode", code}};
 }
 
@@ -69,7 +71,7 @@ std::string Output(const ReadLine& line) {
     case ReadLine::Kind::Help:
         return HelpText(kTool, line.command);
     case ReadLine::Kind::Version:
-        return kVersionLine;
+        return std::string("stewardConfig " STEWARD_VERSION ", commit ") + kCommit + "\n";
     case ReadLine::Kind::Run:
         break;
     }

@@ -61,7 +61,8 @@ bool IsUtf8(const std::string& text) {
             return false;
         }
         for (size_t i = 0; i < followers; ++i) {
-            if (++at >= text.size() || (static_cast<unsigned char>(text[at]) & 0xC0) != 0x80) {
+            ++at;
+            if (at >= text.size() || (static_cast<unsigned char>(text[at]) & 0xC0) != 0x80) {
                 return false;
             }
         }
@@ -84,9 +85,12 @@ bool MayLeaveBlanks(const std::string& text) {
     return false;
 }
 
-// The file format is UTF-8, and the parser prints a declaration inside the root without escaping its values.
+// The file format is UTF-8. The parser prints a declaration inside the root without escaping its values, and
+// takes a byte order mark and U+FFFE, U+FFFF for white space.
 bool IsComparable(const std::string& printed) {
-    return IsUtf8(printed) && printed.find("<?xml", 1) == std::string::npos;
+    const auto holds = [&](const char* bytes) { return printed.find(bytes, 1) != std::string::npos; };
+    return IsUtf8(printed) && !holds("<?xml") && !holds("\xEF\xBB\xBF") && !holds("\xEF\xBF\xBE") &&
+           !holds("\xEF\xBF\xBF");
 }
 
 // What is read of a printed text, printed again.
@@ -126,6 +130,9 @@ std::string Storable(const std::string& text) {
 
 // Of configurations as documents have them: with a text or nothing inside.
 void CheckChange(ConfigDocument& document, const std::string& value) {
+    if (document.Select("/*").size() != 1) {
+        return; // only the first root element is printed
+    }
     const auto nodes = document.Select("/*/*/*");
     for (TiXmlNode* const node : nodes) {
         if (node->FirstChild() != node->LastChild() ||

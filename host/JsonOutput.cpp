@@ -1,5 +1,6 @@
 #include "JsonOutput.h"
 
+#include "Commit.h"
 #include "util/Utf8.h"
 
 #include <cctype>
@@ -109,7 +110,7 @@ Json JsonOfPlugin(const VersionResult& version) {
 Json BeginAnswer(const AnswerHead& head) {
     return {{"schemaVersion", kSchemaVersion},
             {"kind", head.kind},
-            {"host", {{"version", STEWARD_VERSION}}},
+            {"host", {{"version", STEWARD_VERSION}, {"commit", tools::kCommit}}},
             {"plugIn", head.version == nullptr ? Json() : JsonOfPlugin(*head.version)},
             {"exitCode", static_cast<int>(head.exitCode)},
             {"restartRequired", head.exitCode == kRestartRequired},

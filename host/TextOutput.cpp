@@ -1,5 +1,6 @@
 #include "TextOutput.h"
 
+#include "Commit.h"
 #include "util/Utf8.h"
 
 namespace steward::host {
@@ -63,7 +64,7 @@ std::string TextOf(const ActionsResult& result) {
     return text + MachineText(result.machine) + (AsksForRestart(result) ? RestartNotice(result) : "");
 }
 
-std::string WarningsOf(const ActionsResult& result) {
+std::string ComplaintsOf(const ActionsResult& result) {
     std::string lines;
     for (const RecordResult& record : result.records) {
         for (const Finding& finding :
@@ -75,6 +76,10 @@ std::string WarningsOf(const ActionsResult& result) {
             }
         }
     }
+    if (result.ending == Ending::Refused) {
+        lines += result.records.front().code ? "stewardHost: nothing was done for this record\n"
+                                             : "stewardHost: nothing was touched\n";
+    }
     return lines;
 }
 
@@ -85,7 +90,7 @@ std::string TextOf(const VersionResult& version) {
                                          std::to_string(numbers[2]) + ", owner module " +
                                          std::to_string(version.ownerModuleId)
                                    : "unknown: " + version.problem;
-    return "stewardHost " + version.host + "\nplug-in " + plugin + "\n";
+    return "stewardHost " + version.host + ", commit " + tools::kCommit + "\nplug-in " + plugin + "\n";
 }
 
 } // namespace steward::host

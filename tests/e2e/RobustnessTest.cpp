@@ -1,10 +1,8 @@
 // What a host can do to the plug-in, what it asks of the system, and what it costs. On Windows 10.
 #include "e2e/Actions.h"
 #include "e2e/Machine.h"
-#include "support/ToolRun.h"
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
 #include <windows.h>
 
@@ -194,29 +192,6 @@ TEST_F(Robustness, SystemIsCalledAsDocumented) {
     for (const auto& [import, argument, values] : cases) {
         EXPECT_EQ((seen[{import, argument}]), values) << import << ", argument " << argument + 1;
     }
-}
-
-// Faults: the host keeps to itself that a restart is due, or takes the file on disk for what is loaded, or
-// the last image that was renamed for the first.
-TEST_F(Robustness, HostNamesTheOldImagesThatRun) {
-    Plugin plugin;
-    ASSERT_EQ(plugin.Act(INSTALL, Package(L"v1")), DS_SUCCESS);
-    ASSERT_EQ(plugin.Act(UPDATE, Package(L"v2")), DS_SUCCESS_RESTART_REQUIRED);
-    ASSERT_EQ(plugin.Act(UPDATE, Package(L"v2")), DS_SUCCESS_RESTART_REQUIRED);
-    // Back to the first version on disk for one driver: what is loaded is what was renamed first.
-    CopyFileW((Package(L"v1") + L"qxevtmgr.sys").c_str(), (kDriversFolder + L"qxevtmgr.sys").c_str(), FALSE);
-    StopService(L"qxactmon");
-    const ToolRun host = RunTool(L"stewardHost.exe", L"--json status");
-    EXPECT_EQ(host.exitCode, 0U);
-    Transcript drivers;
-    const auto status = nlohmann::json::parse(host.output);
-    for (const auto& driver : status["drivers"]) {
-        drivers.push_back(driver["name"].get<std::string>() + " " + driver["service"]["state"].dump() + " " +
-                          driver["version"].dump() + " " + driver["loadedVersion"].dump());
-    }
-    EXPECT_EQ(drivers, (Transcript{R"(qxcomm "running" "5.6.0.1300" "5.5.0.1256")",
-                                   R"(qxevtmgr "running" "5.5.0.1256" "5.5.0.1256")",
-                                   R"(qxactmon "stopped" "5.6.0.1300" null)"}));
 }
 
 // Fault: a rejected record, a report, a reading of the policy or a loading of the library leaves something
