@@ -222,6 +222,26 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     RemoveDrivers();
 }
 
+// Faults: an example that does not look at every null, tell a failure from a success, or ask for the restart.
+TEST(Host, ExampleUpdatesAndSaysWhatCameOfIt) {
+    RemoveDrivers();
+    const std::wstring bin = BinFolder().wstring();
+    const std::tuple<std::wstring, unsigned, const char*> cases[] = {
+        {L"C:\\none.dll C:\\", 1, "C:\\none.dll, or a library that it needs, cannot be loaded: error"},
+        {L"C:\\windows\\system32\\version.dll C:\\", 1, "this is no driver steward plug-in"},
+        {L"", 2, "usage: exampleHost <driverSteward.dll> <package folder>"},
+        {L"\"" + bin + L"\\fakePlugin.dll\" C:\\E01A000C", 1, "result: 0xE01A000C"},
+        {L"\"" + bin + L"\\driverSteward.dll\" \"" + _wgetenv(L"STEWARD_PACKAGES") + L"\\v1\"", 3010,
+         "restart the machine"},
+    };
+    for (const auto& [arguments, exitCode, says] : cases) {
+        const ToolRun run = RunTool(L"exampleHost.exe", arguments);
+        EXPECT_EQ(run.exitCode, exitCode) << says;
+        EXPECT_THAT(run.output + run.errors, testing::HasSubstr(says));
+    }
+    RemoveDrivers();
+}
+
 // Faults: a tool that does not start without the platform's libraries, or does not say which is missing
 // where; a plug-in that is served from the wrong folder.
 TEST(Host, SaysWhichLibraryIsMissing) {
