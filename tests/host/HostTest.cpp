@@ -96,10 +96,7 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
         {L"--plugin C:\\windows\\system32\\version.dll status", 1, "",
          "version.dll is no driver steward plug-in: it does not export Plugin_Interface_DriversDoAction, "},
         {L"-h", 0, "", "stewardHost batch <action>:<folder> ..."},
-        {L"update --bad --help", 0, "", "--compare-state <n>"},
         {L"", 2, "", "a command is missing; see stewardHost --help"},
-        {L"instal C:\\", 2, "", "unknown command 'instal'; see"},
-        {L"install -v1", 2, "", "unknown option -v1; see"},
         {L"install \"C:\\a b\\\" --force", 2, "", "an argument contains a double quote: "},
         {L"install C:\\ --compare-state 1", 2, "",
          "--compare-state does not go with install; it goes with update check"},
@@ -221,6 +218,26 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
             EXPECT_THAT(run.output + run.errors, testing::HasSubstr(part));
         }
         EXPECT_EQ(MachineState() != before, each.changes);
+    }
+    RemoveDrivers();
+}
+
+// Faults: an example that does not look at every null, tell a failure from a success, or ask for the restart.
+TEST(Host, ExampleUpdatesAndSaysWhatCameOfIt) {
+    RemoveDrivers();
+    const std::wstring bin = BinFolder().wstring();
+    const std::tuple<std::wstring, unsigned, const char*> cases[] = {
+        {L"C:\\none.dll C:\\", 1, "C:\\none.dll, or a library that it needs, cannot be loaded: error"},
+        {L"C:\\windows\\system32\\version.dll C:\\", 1, "this is no driver steward plug-in"},
+        {L"", 2, "usage: exampleHost <driverSteward.dll> <package folder>"},
+        {L"\"" + bin + L"\\fakePlugin.dll\" C:\\E01A000C", 1, "result: 0xE01A000C"},
+        {L"\"" + bin + L"\\driverSteward.dll\" \"" + _wgetenv(L"STEWARD_PACKAGES") + L"\\v1\"", 3010,
+         "restart the machine"},
+    };
+    for (const auto& [arguments, exitCode, says] : cases) {
+        const ToolRun run = RunTool(L"exampleHost.exe", arguments);
+        EXPECT_EQ(run.exitCode, exitCode) << says;
+        EXPECT_THAT(run.output + run.errors, testing::HasSubstr(says));
     }
     RemoveDrivers();
 }

@@ -64,22 +64,6 @@ TEST_F(RegKeyTest, RecurseDeleteKeyTakesTheWholeTreeOrEnds) {
     EXPECT_EQ(key_.RecurseDeleteKey(L"tree"), ERROR_FILE_NOT_FOUND);
 }
 
-// Faults: the size is not reported, a short buffer is written to, the two errors are swapped.
-TEST_F(RegKeyTest, QueryBinaryValueAnswersByCapacity) {
-    key_.SetValue("seven!!", L"binary", REG_BINARY, 7);
-    std::string buffer(8, '.');
-    for (const auto& [destination, capacity, status, content] :
-         {std::tuple(static_cast<void*>(nullptr), 0, ERROR_SUCCESS, "........"),
-          {buffer.data(), 6, ERROR_NOT_ENOUGH_MEMORY, "........"},
-          {nullptr, 7, ERROR_INVALID_PARAMETER, "........"},
-          {buffer.data(), 8, ERROR_SUCCESS, "seven!!."}}) {
-        DWORD bytes = static_cast<DWORD>(capacity);
-        EXPECT_EQ(key_.QueryBinaryValue(L"binary", destination, bytes), status);
-        EXPECT_EQ(bytes, 7U);
-        EXPECT_EQ(buffer, content);
-    }
-}
-
 // Faults: the stored type is checked, or the size is not; a stored text without its end is read past it; a
 // text is stored without its end.
 TEST_F(RegKeyTest, ValuesAreReadBySizeNotByType) {
