@@ -1,10 +1,8 @@
 // What a host can do to the plug-in, what it asks of the system, and what it costs. On Windows 10.
 #include "e2e/Actions.h"
 #include "e2e/Machine.h"
-#include "support/ToolRun.h"
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
 #include <windows.h>
 
@@ -196,29 +194,6 @@ TEST_F(Robustness, SystemIsCalledAsDocumented) {
     }
 }
 
-// Faults: the host keeps to itself that a restart is due, or takes the file on disk for what is loaded, or
-// the last image that was renamed for the first.
-TEST_F(Robustness, HostNamesTheOldImagesThatRun) {
-    Plugin plugin;
-    ASSERT_EQ(plugin.Act(INSTALL, Package(L"v1")), DS_SUCCESS);
-    ASSERT_EQ(plugin.Act(UPDATE, Package(L"v2")), DS_SUCCESS_RESTART_REQUIRED);
-    ASSERT_EQ(plugin.Act(UPDATE, Package(L"v2")), DS_SUCCESS_RESTART_REQUIRED);
-    // Back to the first version on disk for one driver: what is loaded is what was renamed first.
-    CopyFileW((Package(L"v1") + L"qxevtmgr.sys").c_str(), (kDriversFolder + L"qxevtmgr.sys").c_str(), FALSE);
-    StopService(L"qxactmon");
-    const ToolRun host = RunTool(L"stewardHost.exe", L"--json status");
-    EXPECT_EQ(host.exitCode, 0U);
-    Transcript drivers;
-    const auto status = nlohmann::json::parse(host.output);
-    for (const auto& driver : status["drivers"]) {
-        drivers.push_back(driver["name"].get<std::string>() + " " + driver["service"]["state"].dump() + " " +
-                          driver["version"].dump() + " " + driver["loadedVersion"].dump());
-    }
-    EXPECT_EQ(drivers, (Transcript{R"(qxcomm "running" "5.6.0.1300" "5.5.0.1256")",
-                                   R"(qxevtmgr "running" "5.5.0.1256" "5.5.0.1256")",
-                                   R"(qxactmon "stopped" "5.6.0.1300" null)"}));
-}
-
 // Fault: a rejected record, a report, a reading of the policy or a loading of the library leaves something
 // behind.
 TEST_F(Robustness, ManyCallsGrowNothing) {
@@ -254,19 +229,26 @@ TEST_F(Robustness, ManyCallsGrowNothing) {
              }
          }},
     };
+    // Wine 10 itself loses 337 bytes whenever the service manager is opened and closed, which a report does
+    // for each driver.
+    const auto lostBySystem = [](size_t openings) {
+        const Taken before;
+        for (; openings > 0; --openings) {
+            CloseServiceHandle(OpenSCManagerW(nullptr, nullptr, GENERIC_READ));
+        }
+        return Taken().bytes - before.bytes;
+    };
     for (const auto& [what, count, run] : cases) {
         SCOPED_TRACE(what);
         run(count / 10);
+        const SIZE_T lost = lostBySystem(what == std::string("reports") ? count * kDrivers.size() : 0);
         const Taken before;
         run(count);
         const Taken after;
         EXPECT_EQ(after.handles, before.handles);
         EXPECT_EQ(after.gdi, before.gdi);
         EXPECT_EQ(after.user, before.user);
-        // Known to grow: a library that is really unloaded leaves some kilobytes behind.
-        const bool unloads = what[0] == 'p' || what[0] == 'l';
-        EXPECT_LE(after.bytes,
-                  before.bytes + (unloads ? count * 0x20000ULL : 0x10000)); // the heap's own rounding
+        EXPECT_LE(after.bytes, before.bytes + lost + 0x10000); // the heap's own rounding
     }
 }
 

@@ -4,18 +4,16 @@
 //            number <key> <name> <value> | remove <key> <name> | attributes <file> <number>
 //            copy <package/file> <folder> | package <name> [<file that it lacks>...] (as C:\package\)
 //            delete <file> | hold <file> | client <mailslot> | catalogs <package>
-//            given <action> <package> [<compare state>]    an action whose log is of no interest
-//            fail <import>[@<call>] <error>                faults, see Fault.h
-//            refuse <function>                             likewise of a function that is looked up at run
-//            time mend                                          no more faults ticks <milliseconds> | config
-//            <text> | garbled <text> | installdir yes|no | reload
-// Act        act <action> <package> [<compare state>], then the log that it must leave; its result must be
-// what
-//            the log's last line says
+//            given <action> <package> [<compare state>]   an action whose log is of no interest
+//            fail <import>[@<call>] <error>   faults, see Fault.h
+//            refuse <function>            likewise, of one that is looked up at run time
+//            mend                         no more faults
+//            ticks <milliseconds> | config <text> | installdir yes|no | reload
+// Act        act <action> <package> [<compare state>], then the log that it must leave; the result must be
+//            what the log's last line says
 //            report <state> [<version>], likewise
 // Log        <source><level> <text>; the sources are in kSources. Compared whole and in order; a line "..."
-// at the
-//            beginning stands for what went before.
+//            at the beginning stands for what went before.
 // Machine    = <line of MachineState()>; compared with the machine's lines that begin with the same words.
 //
 // $package, $drivers, $catalogs, $services and $config stand for folders and the key of the services, $none
@@ -205,7 +203,6 @@ class Run : public testing::Test {
         const size_t said = last.find("asStatus = 0x");
         EXPECT_EQ(result, said == std::string::npos ? uint32_t{DS_FAILED_BATCH_ABORTED}
                                                     : Number(last.substr(last.find("0x", said))));
-        std::printf("RESULT %08X\n", result);
     }
 
     void Given(const std::vector<std::string>& words) {
@@ -223,7 +220,6 @@ class Run : public testing::Test {
         EXPECT_EQ(Code(report.report_tag) + " " + std::to_string(report.valid), "22000100 1");
         EXPECT_EQ(report.version, words.size() > 2 ? words[2] : "");
         EXPECT_EQ(Code(report.state), words.at(1));
-        std::printf("RESULT %08X\n", report.state);
     }
 
     void Fail(const std::vector<std::string>& words) {
@@ -312,7 +308,6 @@ class Run : public testing::Test {
         {"mend", [this](auto&) { Mend(); }},
         {"ticks", [this](auto& words) { StopClock(Number(words.at(1))); }},
         {"config", [this](auto&) { config_.WriteConfig(rest_); }},
-        {"garbled", [this](auto&) { config_.Write(L"system_config.cfg", rest_); }},
         {"installdir",
          [this](auto& words) {
              words.at(1) == "yes"

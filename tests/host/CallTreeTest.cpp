@@ -58,19 +58,6 @@ TEST(CallTree, ShowsCallsTimesAndFailures) {
          "30003 ms      StartDriverService (qxcomm)               ! failed\n"
          "30000 ms        WaitForServiceState (start qxcomm)      ! failed\n"
          "   - 3          WaitForServiceState(SERVICE_RUNNING) timeout!\n"},
-        {"uninstallation: the wrong driver is named",
-         "00.000 ==> UninstallDrvFromDrvInfo,\n"
-         "00.001 ==> WaitForServiceState,timeout value: 0x7530\n"
-         "00.002 <== WaitForServiceState,Is Service Ok: 0x1\n"
-         "00.003 ==> _UnInstallDriverByInf,\n"
-         "00.004 <== _UnInstallDriverByInf,\n"
-         "00.005 ==> WaitForServiceState,timeout value: 0x7530\n"
-         "00.007 <== WaitForServiceState,Is Service Ok: 0x1\n"
-         "00.008 <== UninstallDrvFromDrvInfo,asStatus = 0x201a0002\n",
-         "    8 ms  UninstallDrvFromDrvInfo                       0x201a0002\n"
-         "    1 ms    WaitForServiceState (stop qxactmon)         ok\n"
-         "    1 ms    _UnInstallDriverByInf (qxactmon)\n"
-         "    2 ms    WaitForServiceState (stop qxevtmgr)         ok\n"},
         {"a killed process swallows the next one's tree; an early return, a cut beginning, a clock set back",
          "09.000 <== RollbackDrvFromDrvInfo,\n"
          "09.000 ==> DoActionFromDrvInfo,rDrvInfo.action = 0, rDrvInfo.compare_state = 0\n"
@@ -113,23 +100,6 @@ TEST(CallTree, ShowsCallsTimesAndFailures) {
         EXPECT_EQ(TextOf(TreeOf(log.lines)), each.tree) << each.fault;
         EXPECT_EQ(log.unreadable, each.unreadable) << each.fault;
     }
-}
-
-// Faults: progress names a call that has returned, or an outer one; deep nesting ends the stack.
-TEST(CallTree, KnowsWhatIsUnderWay) {
-    const auto underWay = [](const char* text) {
-        const CallTree tree = TreeOf(ReadLog(Expanded(text)).lines);
-        const CallNode* const call = CallUnderWay(tree);
-        return call == nullptr ? std::string() : call->text + " " + call->detail;
-    };
-    EXPECT_EQ(underWay("01.0 ==> StartDriverService,Driver Name:qxcomm\n01.1 ==> WaitForServiceState,t: 1\n"),
-              "WaitForServiceState start qxcomm");
-    EXPECT_EQ(underWay("01.0 ==> A,\n01.1 ==> B,\n01.2 <== B,\n"), "A ");
-    std::vector<LogLine> deep(100'000);
-    for (LogLine& line : deep) {
-        line.message = "==> f,";
-    }
-    EXPECT_EQ(RowsOf(TreeOf(deep)).size(), deep.size());
 }
 
 } // namespace steward::test

@@ -96,23 +96,13 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
         {L"--plugin C:\\windows\\system32\\version.dll status", 1, "",
          "version.dll is no driver steward plug-in: it does not export Plugin_Interface_DriversDoAction, "},
         {L"-h", 0, "", "stewardHost batch <action>:<folder> ..."},
-        {L"/?", 0, "", "Exit code: 0 success, 3010"},
-        {L"help update", 0, "", "\nExample\n  stewardHost update C:"},
-        {L"update --bad --help", 0, "", "--compare-state <n>"},
         {L"", 2, "", "a command is missing; see stewardHost --help"},
-        {L"instal C:\\", 2, "", "unknown command 'instal'; see"},
-        {L"install", 2, "", "something is missing: install <folder>; see stewardHost install --help"},
-        {L"install \"\"", 2, "", "a package folder is missing after 'install'"},
-        {L"install C:\\ D:\\", 2, "", "'D:\\' is one argument too many"},
-        {L"install -v1", 2, "", "unknown option -v1; see"},
         {L"install \"C:\\a b\\\" --force", 2, "", "an argument contains a double quote: "},
         {L"install C:\\ --compare-state 1", 2, "",
          "--compare-state does not go with install; it goes with update check"},
         {L"update C:\\ --compare-state \"\"", 2, "", "'' is no compare state: a number from 0"},
-        {L"update C:\\ --compare-state -1", 2, "", "'-1' is no compare state: a number from 0"},
         {L"update C:\\ --compare-state 4294967296", 2, "", "'4294967296' is no compare state"},
         {L"check remove C:\\", 2, "", "'remove' is no action: install, "},
-        {L"batch", 2, "", "something is missing: batch <action>:<folder> ..."},
         {L"batch install:C:\\ remove:C:\\", 2, "", "'remove:C:\\' is no record: <action>:<folder> is"},
         {L"install " + std::wstring(1024, L'x'), 2, "", "move the package to a path of at most 1023"},
     };
@@ -151,10 +141,12 @@ static void MakePackages() {
     std::ofstream("C:\\pk\\no-section\\qxcomm.inf") << "[Version]\nSignature=\"$WINDOWS NT$\"\n";
 }
 
+constexpr wchar_t kWithoutDrivers[] = L""; // no command: the next one begins on such a machine
+
 struct MachineCase {
     std::wstring arguments;
-    unsigned exitCode;
-    std::vector<const char*> says;
+    unsigned exitCode = 0;
+    std::vector<const char*> says = {};
     bool changes = false; // the machine
 };
 
@@ -175,7 +167,7 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
          {"qxactmon: it is not installed: the removal ends there with 0xE01A000C; install"}},
         {L"install C:\\pk\\no-sys",
          1,
-         {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package"}},
+         {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package", "nothing was touched"}},
         {L"install C:\\pk\\no-driver", 1, {"qxcomm.sys: it is no program image, or cannot be read; replace"}},
         {L"install C:\\pk\\no-section", 1, {"qxcomm.inf has no section [DefaultInstall]; use a package for"}},
         {L"install" + tooLong,
@@ -188,13 +180,15 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
          0,
          {"5.5.0.1256", "Sample Signer",
           "\nwould: run the install section of 3 INF files, start 3 drivers\n"}},
+        {L"update C:\\pk\\v1", 3010, {"A restart of the machine is required"}, true},
+        {L"status --strict", 3010, {"restart   qxcomm will be loaded, "}},
+        {kWithoutDrivers},
         {L"install C:\\pk\\v1", 0, {"success: done"}, true},
         {L"status --strict", 0, {"running", "1, platform"}},
         {L"check update C:\\pk\\v2",
          3010,
          {"would: rename 3 images, copy 3 .sys and 3 .cat, then a restart\nverdict"}},
         {L"update C:\\pk\\v2x", 1, {"there is no folder C:\\pk\\v2x\\; check the path"}},
-        {L"update C:\\pk\\no-sys", 1, {"there is no C:\\pk\\no-sys\\qxevtmgr.sys"}},
         {L"update C:\\pk\\no-cat", 1, {"there is no C:\\pk\\no-cat\\qxactmon.cat"}},
         {L"update C:\\pk\\v2 --trace --log-level 5",
          3010,
@@ -202,6 +196,8 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
           "no call tree: calls are logged at log level 1 and 2"},
          true},
         {L"status --strict", 3010, {"qxcomm will be replaced by 5.6.0.1300"}},
+        {L"update C:\\pk\\v2", 3010, {}, true}, // now two old images wait, of which the first one runs
+        {L"status --json", 0, {R"("loadedVersion": "5.5.0.1256")", "qxcomm (5.5.0.1256), "}},
         {L"check update C:\\pk\\v1",
          3010,
          {"older than the installed 5.6.0.1300; use rollback", "waits for the next restart"}},
@@ -211,6 +207,10 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     };
     for (const MachineCase& each : cases) {
         SCOPED_TRACE(testing::PrintToString(each.arguments) + testing::PrintToString(each.says));
+        if (each.arguments == kWithoutDrivers) {
+            RemoveDrivers();
+            continue;
+        }
         const auto before = MachineState();
         const ToolRun run = RunTool(L"stewardHost.exe", each.arguments);
         EXPECT_EQ(run.exitCode, each.exitCode) << run.errors;
@@ -218,6 +218,26 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
             EXPECT_THAT(run.output + run.errors, testing::HasSubstr(part));
         }
         EXPECT_EQ(MachineState() != before, each.changes);
+    }
+    RemoveDrivers();
+}
+
+// Faults: an example that does not look at every null, tell a failure from a success, or ask for the restart.
+TEST(Host, ExampleUpdatesAndSaysWhatCameOfIt) {
+    RemoveDrivers();
+    const std::wstring bin = BinFolder().wstring();
+    const std::tuple<std::wstring, unsigned, const char*> cases[] = {
+        {L"C:\\none.dll C:\\", 1, "C:\\none.dll, or a library that it needs, cannot be loaded: error"},
+        {L"C:\\windows\\system32\\version.dll C:\\", 1, "this is no driver steward plug-in"},
+        {L"", 2, "usage: exampleHost <driverSteward.dll> <package folder>"},
+        {L"\"" + bin + L"\\fakePlugin.dll\" C:\\E01A000C", 1, "result: 0xE01A000C"},
+        {L"\"" + bin + L"\\driverSteward.dll\" \"" + _wgetenv(L"STEWARD_PACKAGES") + L"\\v1\"", 3010,
+         "restart the machine"},
+    };
+    for (const auto& [arguments, exitCode, says] : cases) {
+        const ToolRun run = RunTool(L"exampleHost.exe", arguments);
+        EXPECT_EQ(run.exitCode, exitCode) << says;
+        EXPECT_THAT(run.output + run.errors, testing::HasSubstr(says));
     }
     RemoveDrivers();
 }

@@ -49,12 +49,6 @@ TEST(Reasons, AreFoundOrderedAndExplained) {
           "2 <== DoActionFromDrvInfo,Driver file not signed! path=C:\\b.sys"},
          "+signature-invalid +driver-not-signed ",
          "C:\\b.sys has no valid embedded signature (Windows error 0x80096010"},
-        {{"5 Copy file failed.0x20", "5 replace driver file failed."},
-         "+copy-failed +drivers-not-replaced ",
-         "copied (Windows error 32, "},
-        {{"5 Failed to delete the file: C:\\c.cat, error: 0x5"},
-         "+file-not-deleted ",
-         "C:\\c.cat cannot be deleted (Windows error 5, "},
         {{"6 Something new, err = 0x57"}, "+unknown ", "Something new, err = 0x57 (Windows error 87"},
     };
     for (const auto& [lines, ids, text] : cases) {

@@ -14,16 +14,13 @@ from report import model, page, runner
 STEPS = [{"name": name, "line": 1, "why": "", "text": []} for name in ("Install", "restart", "Update")]
 DRIVER = {"name": "qxcomm", "service": "running", "start": 1, "section": "DefaultInstall", "file": "5.5.0.1256",
           "catalog": False, "marked for deletion": False}
-OLD = "C:\\windows\\system32\\drivers\\qxc1.tmp"
 
 
-def recorded(code="201A0001", text="update v2", failures=(), renamed=False, **other):
+def recorded(code="201A0001", text="update v2", failures=(), **other):
     """What the scenarios program records."""
     seen = {"plug-in": "5.5.0.1256", "drivers": [DRIVER], "registry": {"PermCount": 1}, "pending deletions": [],
             "renamed": []}
-    after = {**seen, "renamed": [{"path": OLD, "was": "QXCOMM.SYS", "version": "5.4", "pending": True}],
-             "pending deletions": [OLD]} if renamed else seen
-    return json.dumps({"skipped": False, "before": seen, "after": after, "failures": list(failures),
+    return json.dumps({"skipped": False, "before": seen, "after": seen, "failures": list(failures),
                        "actions": [{"text": text, "code": code, "ms": 3.0, "tree": [], "log": []}], **other})
 
 
@@ -78,16 +75,6 @@ class Report(unittest.TestCase):
     def test_a_column_that_did_not_run_fails(self):
         report = model.build(["win10", "win7"], STEPS, {"win10": []}, 1)
         self.assertEqual(report["counts"]["failed"], 6)
-
-    def test_the_machine_and_its_life(self):
-        report = self.report(recorded(renamed=True))
-        cells = report["columns"][0]["cells"]
-        self.assertEqual([row["name"] for row in cells[2]["machine"] if row["changed"]],
-                         ["qxcomm, loaded image", "files renamed away", "deleted at the restart"])
-        self.assertEqual(cells[1]["before"], cells[1]["after"])
-        spans = report["columns"][0]["lives"][0]["spans"]
-        self.assertEqual([(span["from"], span["to"], span["state"]) for span in spans],
-                         [(0, 2, "running"), (2, 3, "old")])
 
 
 if __name__ == "__main__":

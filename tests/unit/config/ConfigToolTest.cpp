@@ -8,6 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <sddl.h>
 
+#include <thread>
+
 namespace steward::test {
 
 using testing::HasSubstr;
@@ -34,17 +36,6 @@ class ConfigTool : public testing::Test {
     static std::string Run(const std::wstring& arguments, const ToolStreams& streams = {}) {
         const ToolRun run = RunTool(L"stewardConfig.exe", arguments, streams);
         return std::to_string(run.exitCode) + " " + run.output + run.errors;
-    }
-
-    // The process, at work.
-    static FileHandle Start(const std::wstring& arguments) {
-        STARTUPINFOW start{};
-        start.cb = sizeof start;
-        PROCESS_INFORMATION started{};
-        std::wstring line = L"\"" + Tool().wstring() + L"\" " + arguments;
-        CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &started);
-        CloseHandle(started.hThread);
-        return FileHandle(started.hProcess);
     }
 
     static std::filesystem::path Tool() {
@@ -97,7 +88,8 @@ TEST_F(ConfigTool, AnswersOnStandardOutput) {
 )"));
 }
 
-// Faults: a change that is not saved as it is; an import that depends on how the XML is written.
+// Faults: a change that is not saved as it is; a switch that is off although its value says otherwise; an
+// import that depends on how the XML is written.
 TEST_F(ConfigTool, SetsExportsAndImports) {
     EXPECT_EQ(Run(L"export out.xml"), "0 ");
     EXPECT_EQ(folder_.Read(L"out.xml"), kDocument);
@@ -112,6 +104,10 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
     EXPECT_EQ(Run(L"set G k -", {"a\r\n\x1B\tb"}), "0 ");
     EXPECT_THAT(Run(L"list"), HasSubstr("G\tk\ta\\r\\n\\x1b\\tb\n"));
     EXPECT_EQ(Run(L"set H n 1 --create"), "0 ");
+    const std::wstring policy = L"set --create ORPL_ALL ORPL_CFG_SP_MODULE_LOAD ";
+    EXPECT_EQ(Run(policy + L"1"), "0 ");
+    EXPECT_THAT(Run(policy + L"true"), HasSubstr("LOAD is 'true', which means off"));
+    EXPECT_THAT(Run(policy + L"1x"), HasSubstr("LOAD is '1x', which means on"));
     EXPECT_EQ(Run(L"get H n"), "0 1\n");
     EXPECT_EQ(Run(L"import out.xml"), "0 ");
     EXPECT_EQ(folder_.ReadConfig(), kDocument);
@@ -122,22 +118,6 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
     EXPECT_EQ(Run(L"import out.xml --file created.cfg"), "0 ");
     EXPECT_EQ(Rc4(folder_.Read(L"created.cfg")), kDocument);
     EXPECT_EQ(folder_.FileCount(), 3);
-}
-
-// Fault: a switch that is off although its value says otherwise.
-TEST_F(ConfigTool, WarnsOfASwitchThatIsNeither0Nor1) {
-    const std::string means = "0 stewardConfig: warning: ORPL_CFG_SP_MODULE_LOAD is '";
-    const std::pair<const wchar_t*, std::string> cases[] = {
-        {L"1", "0 "},
-        {L"0", "0 "},
-        {L"true", means + "true', which means off"},
-        {L"1x", means + "1x', which means on"},
-    };
-    for (const auto& [value, says] : cases) {
-        const std::string answer =
-            Run(std::wstring(L"set ORPL_ALL ORPL_CFG_SP_MODULE_LOAD --create ") + value);
-        EXPECT_THAT(answer, says == "0 " ? testing::Matcher<std::string>(says) : StartsWith(says));
-    }
 }
 
 // Faults: an access list that a change drops; secrets that others may read; one of two changes at once lost.
@@ -157,12 +137,12 @@ TEST_F(ConfigTool, ChangesNothingButTheContent) {
     EXPECT_EQ(AccessOf(L"system_config.cfg"), access);
     EXPECT_THAT(AccessOf(L"out.xml"), Not(HasSubstr(";WD)")));
 
-    std::vector<FileHandle> writers;
+    std::vector<std::thread> writers;
     for (const wchar_t* const key : {L"k1", L"k2", L"k3", L"k4"}) {
-        writers.push_back(Start(std::wstring(L"set --create --wait 60 G ") + key + L" v"));
+        writers.emplace_back([=] { Run(std::wstring(L"set --create --wait 60 G ") + key + L" v"); });
     }
-    for (const FileHandle& writer : writers) {
-        WaitForSingleObject(writer.Get(), INFINITE);
+    for (std::thread& writer : writers) {
+        writer.join();
     }
     const std::string all = Run(L"list");
     for (const char* const key : {"\tk1\t", "\tk2\t", "\tk3\t", "\tk4\t"}) {
@@ -196,15 +176,10 @@ TEST_F(ConfigTool, IsAloneWhenItChanges) {
 // Faults: a refusal that changes the file, leaves a temporary one, or does not say what to do.
 TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     folder_.Write(L"broken.xml", "<SysConfigManager>\n<G></SysConfigManager>");
-    folder_.Write(L"other.xml", "<Other/>");
     folder_.Write(L"two.xml", "<Other/><SysConfigManager><G><k>1</k></G></SysConfigManager>");
-    folder_.Write(L"blanks.xml", "<SysConfigManager><G><k>&#32;x&#32;</k></G></SysConfigManager>");
     folder_.Write(L"zero.xml", "<SysConfigManager><G><k>a&#x0;b</k></G></SysConfigManager>");
-    folder_.Write(L"latin1.xml", "<SysConfigManager><G>\xE4</G></SysConfigManager>");
     folder_.Write(L"deep.xml", Repeated("<a>", 1001));
-    folder_.Write(L"noise.cfg", "no configuration");
     folder_.Write(L"plain.cfg", kDocument);
-    CreateHardLinkW(folder_.File(L"linked.xml").c_str(), folder_.File(L"system_config.cfg").c_str(), nullptr);
     const auto files = folder_.FileCount();
     const auto refuses = [&](const wchar_t* arguments, const char* exitCode, const char* says,
                              const ToolStreams& streams = {}) {
@@ -216,41 +191,23 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
         EXPECT_EQ(folder_.FileCount(), files) << says;
     };
     refuses(L"", "2", "a command is missing; see stewardConfig --help");
-    refuses(L"frob", "2", "unknown command 'frob'");
-    refuses(L"list -v1", "2", "unknown option -v1; see stewardConfig list --help");
-    refuses(L"get G", "2", "something is missing: get <group> <key>");
     refuses(L"get G/k k", "2", "'G/k' is not the name");
-    refuses(L"get G k --wait 1", "2", "--wait does not go with get");
     refuses(L"set G k v --wait x", "2", "--wait takes seconds from 0 to 3600, not 'x'");
     refuses(L"list --file \"\"", "2", "--file needs the path");
-    refuses(L"export \"\"", "2", "the path is empty");
     refuses(L"export \"C:\\x\\\" --file system_config.cfg", "2", "a backslash before a closing quote");
     refuses(L"set G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD new", "2", "every user can see a command line; give -");
     refuses(L"get G none", "1", "there is no none in group G");
     refuses(L"set G none 1", "1", "\"set --create\" adds a key");
-    refuses(L"set G \"no ne\" 1 --create", "1", "\"no ne\" cannot be a name");
     refuses(L"set G k \" two  blanks\"", "1", "the value of k in group G would not be read back as it is");
     refuses(L"set G k -", "1", "is not UTF-8", {"\xE4"});
     refuses(L"set G k -", "1", "holds a NUL", {std::string("a\0b", 3)});
-    refuses(L"list --file missing.cfg", "1", "missing.cfg; name another file with --file or create");
-    refuses(L"list --file noise.cfg", "1", "holds no configuration: it decrypts to noise");
     refuses(L"list --file plain.cfg", "1", "is readable XML, not an encrypted configuration; use import");
     refuses(L"list", "1", "cannot be written to standard output", {"", true});
-    refuses(L"export none\\out.xml", "1", "cannot be written (error 3");
-    refuses(L"export linked.xml", "1", "is the configuration itself");
-    refuses(L"export .\\SYSTEM_CONFIG.cfg", "1", "is the configuration itself");
-    refuses(L"export nul.xml", "1", "is not the path of a file");
     refuses(L"export .", "1", "is a folder; name a file in it");
     refuses(L"import broken.xml", "1", "broken.xml, line 2, column 4: Error reading end tag");
-    refuses(L"import other.xml", "1", "no root element <SysConfigManager>");
     refuses(L"import two.xml", "1", "<Other> as its root element, and others beside it");
-    refuses(L"import blanks.xml", "1", "the value of k in group G would not be read back");
     refuses(L"import zero.xml", "1", "a reference to the character 0");
-    refuses(L"import system_config.cfg", "1", "is an encrypted configuration already");
-    refuses(L"import latin1.xml", "1", "is not UTF-8");
     refuses(L"import deep.xml", "1", "too deep or too large");
-    refuses(L"import missing.xml", "1", "there is no ");
-    refuses(L"import two.xml --file none\\new.cfg", "1", "there is no folder for ");
     {
         const FileHandle reader(CreateFileW(L"system_config.cfg", GENERIC_READ,
                                             FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,

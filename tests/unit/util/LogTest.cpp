@@ -23,18 +23,6 @@ template <typename... Pieces> std::string Logged(const Pieces&... pieces) {
 
 } // namespace
 
-// Fault: a line below its module's threshold is written, or one at it is not.
-TEST(Log, ThresholdSelectsLevels) {
-    for (const auto& [threshold, lines] :
-         {std::pair(0, ""), {3, "3 line\n5 line\n6 line\n"}, {5, "5 line\n6 line\n"}}) {
-        LogCapture log(kSelf, static_cast<uint32_t>(threshold));
-        for (const uint32_t level : {2U, 3U, 5U, 6U}) {
-            STEWARD_LOG(level, L"line");
-        }
-        EXPECT_EQ(log.TakeTexts(), lines) << "threshold " << threshold;
-    }
-}
-
 // Faults: a question too many or too few; a piece sees another last-error than the caller's; the caller's
 // does not survive; a piece of an unwanted line is evaluated; memory is taken.
 TEST(Log, CostsOnlyWhatIsWanted) {
