@@ -130,6 +130,9 @@ std::string Storable(const std::string& text) {
 
 // Of configurations as documents have them: with a text or nothing inside.
 void CheckChange(ConfigDocument& document, const std::string& value) {
+    if (document.Select("/*").size() != 1) {
+        return; // only the first root element is printed
+    }
     const auto nodes = document.Select("/*/*/*");
     for (TiXmlNode* const node : nodes) {
         if (node->FirstChild() != node->LastChild() ||

@@ -60,10 +60,11 @@ constexpr CommandForm kCommands[] = {
 };
 
 constexpr char kLogged[] = "install uninstall update equal-update rollback batch check status";
+constexpr char kLoading[] = "install uninstall update equal-update rollback batch check status diag";
 constexpr char kActions[] = "install uninstall update equal-update rollback batch";
 
 constexpr OptionForm kOptions[] = {
-    {"--plugin", "<dll>", "the plug-in to load (driverSteward.dll beside this program)", nullptr},
+    {"--plugin", "<dll>", "the plug-in to load (driverSteward.dll beside this program)", kLoading},
     {"--json", nullptr, "one JSON object instead of text", nullptr},
     {"--compare-state", "<n>", "DrvInfo's compare_state, 0 to 4294967295 (2)", "update check"},
     {"--force", nullptr, "without the check that each action runs first", kActions},

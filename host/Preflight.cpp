@@ -38,6 +38,16 @@ bool Preflight::IsRefused() const {
                        [](const Finding& finding) { return finding.severity == Severity::Refusal; });
 }
 
+std::vector<std::string> Preflight::Warnings() const {
+    std::vector<std::string> warnings;
+    for (const Finding& finding : findings) {
+        if (finding.severity == Severity::Warning) {
+            warnings.push_back(finding.Text());
+        }
+    }
+    return warnings;
+}
+
 bool Preflight::IsKept(const std::string& driver) const {
     return machine.shared.IsHeldByOthers() && driver == machine.drivers.front().name;
 }

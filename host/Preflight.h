@@ -59,6 +59,7 @@ struct Preflight {
     bool needsRestart = false;
 
     [[nodiscard]] bool IsRefused() const;
+    [[nodiscard]] std::vector<std::string> Warnings() const;
     // Whether an uninstallation leaves the driver to other products that hold it.
     [[nodiscard]] bool IsKept(const std::string& driver) const;
     [[nodiscard]] ExitCode Answer() const; // of `check`

@@ -121,7 +121,7 @@ class MachineCheck {
             findings_.Refuse("in-use", driver.name,
                              Utf8FromWide(driver.path) +
                                  " is in use, and this Windows version neither stops nor renames it",
-                             "stop the driver (sc stop " + driver.name + "), then update");
+                             "stop the drivers (sc stop qxactmon, then qxevtmgr, then qxcomm), then update");
         } else if (driver.WaitsForRestart()) {
             findings_.Add(Severity::Warning, "restart-pending", driver.name,
                           "an earlier change waits for the next restart",

@@ -26,8 +26,8 @@ constexpr CodeMeaning kMeanings[] = {
 
 bool IsWell(const tools::DriverView& driver, const tools::PolicyView& policy) {
     const bool isTrusted = !policy.isOn || driver.signature.kind != tools::SignatureView::Kind::None;
-    return driver.service.state == SERVICE_RUNNING && driver.hasFile && isTrusted &&
-           driver.next == tools::NextStart::Loads;
+    const bool runsAsItShould = driver.service.state == SERVICE_RUNNING || driver.IsFirstLoadedByRestart();
+    return runsAsItShould && driver.hasFile && isTrusted && driver.next == tools::NextStart::Loads;
 }
 
 } // namespace
@@ -47,7 +47,17 @@ ExitCode ActionsResult::Answer() const {
     return answer;
 }
 
-// A driver that is on its way out for a restart is as well as can be.
+std::vector<std::string> ActionsResult::Warnings() const {
+    std::vector<std::string> warnings;
+    for (const RecordResult& record : records) {
+        if (record.preflight) {
+            std::ranges::move(record.preflight->Warnings(), std::back_inserter(warnings));
+        }
+    }
+    return warnings;
+}
+
+// A driver that a restart will remove, or load for the first time, is as well as can be.
 ExitCode StatusResult::StrictAnswer() const {
     const bool allWell =
         machine.isElevated &&

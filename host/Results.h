@@ -40,6 +40,7 @@ struct ActionsResult {
     std::string logProblem;                  // why there is none, or none that can be read
 
     [[nodiscard]] ExitCode Answer() const;
+    [[nodiscard]] std::vector<std::string> Warnings() const; // of every record's preflight
 };
 
 struct StatusResult {

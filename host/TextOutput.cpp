@@ -64,7 +64,7 @@ std::string TextOf(const ActionsResult& result) {
     return text + MachineText(result.machine) + (AsksForRestart(result) ? RestartNotice(result) : "");
 }
 
-std::string WarningsOf(const ActionsResult& result) {
+std::string ComplaintsOf(const ActionsResult& result) {
     std::string lines;
     for (const RecordResult& record : result.records) {
         for (const Finding& finding :
@@ -75,6 +75,10 @@ std::string WarningsOf(const ActionsResult& result) {
                     finding.Text() + "\n";
             }
         }
+    }
+    if (result.ending == Ending::Refused) {
+        lines += result.records.front().code ? "stewardHost: nothing was done for this record\n"
+                                             : "stewardHost: nothing was touched\n";
     }
     return lines;
 }

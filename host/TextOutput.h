@@ -20,7 +20,7 @@ std::string ReportText(const DriverStateReport& report);
 std::string ReasonText(const RecordResult& record);
 std::string LogText(const ActionsResult& result);
 
-// The refusals and warnings of a record, each one line for standard error.
-std::string WarningsOf(const ActionsResult& result);
+// The refusals and warnings of the records, each one line for standard error, and what a refusal left undone.
+std::string ComplaintsOf(const ActionsResult& result);
 
 } // namespace steward::host

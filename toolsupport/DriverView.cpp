@@ -4,6 +4,7 @@
 
 #include "lifecycle/Locations.h"
 #include "plugin/DriverTable.h"
+#include "service/OsVersion.h"
 #include "util/Std_Utils_File.h"
 #include "util/Utf8.h"
 
@@ -96,6 +97,10 @@ std::string DriverView::NextInWords() const {
 
 bool DriverView::WaitsForRestart() const {
     return next == NextStart::IsRemoved || isReplacedAtRestart || (isLoaded && hasFile && !loadedIsFile);
+}
+
+bool DriverView::IsFirstLoadedByRestart() const {
+    return next == NextStart::Loads && service.isNeverStarted && ChangesNeedRestart();
 }
 
 std::vector<DriverView> LookAtDrivers() {

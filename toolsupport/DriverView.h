@@ -37,6 +37,8 @@ struct DriverView {
 
     [[nodiscard]] std::string NextInWords() const;
     [[nodiscard]] bool WaitsForRestart() const;
+    // An update installed it, and this Windows version leaves its first start to the restart.
+    [[nodiscard]] bool IsFirstLoadedByRestart() const;
 };
 
 // One view per driver, in table order.

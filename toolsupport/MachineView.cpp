@@ -77,6 +77,8 @@ std::vector<std::string> RestartReasons(const std::vector<DriverView>& drivers) 
             reasons.push_back(driver.name + " will be removed");
         } else if (driver.WaitsForRestart()) {
             reasons.push_back(driver.name + " will be replaced by " + driver.NextInWords());
+        } else if (driver.IsFirstLoadedByRestart()) {
+            reasons.push_back(driver.name + " will be loaded");
         }
     }
     return reasons;

@@ -25,6 +25,8 @@ void ReadState(SC_HANDLE manager, const wchar_t* name, ServiceView& view) {
     view.isInstalled = static_cast<bool>(service) || GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST;
     if (service && QueryServiceStatus(service.Get(), &status)) {
         view.state = status.dwCurrentState;
+        view.isNeverStarted =
+            status.dwCurrentState == SERVICE_STOPPED && status.dwWin32ExitCode == ERROR_SERVICE_NEVER_STARTED;
     } else if (view.isInstalled) {
         view.error = GetLastError();
         view.failedCall = service ? "QueryServiceStatus" : "OpenService";

@@ -19,6 +19,7 @@ struct ServiceView {
         0; // why the service cannot be looked at: a Windows error; 0 when it can, or is not there
     std::string failedCall;        // that answered the error
     uint32_t state = 0;            // SERVICE_RUNNING, ...; 0 when not installed or not readable
+    bool isNeverStarted = false;   // since the last start of Windows
     std::optional<uint32_t> start; // SERVICE_BOOT_START, ...
     bool isMarkedForDeletion = false;
     Restriction restriction = Restriction::Unknown;

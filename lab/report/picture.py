@@ -24,11 +24,13 @@ def layout(report):
         groups.append({"version": column["version"], "top": top, "bottom": top + LANE * max(len(lanes), 1),
                        "lanes": lanes})
         top = groups[-1]["bottom"] + GAP
-    return {"width": LEFT + SLOT * len(steps) + 70, "height": top + LEGEND, "top": TOP, "bottom": top - GAP,
+    marks = legend()
+    width = max(LEFT + SLOT * len(steps) + 70, marks[-1]["x"] + 30 + LETTER * len(marks[-1]["words"]))
+    return {"width": width, "height": top + LEGEND, "top": TOP, "bottom": top - GAP,
             "left": LEFT, "right": LEFT + SLOT * len(steps), "groups": groups, "legend_top": top + 6,
             "steps": [{"name": name, "x": LEFT + SLOT * number, "middle": LEFT + SLOT * number + SLOT / 2,
                        "restart": name == "restart"} for number, name in enumerate(steps)],
-            "slot": SLOT, "bar": BAR, "legend": legend()}
+            "slot": SLOT, "bar": BAR, "legend": marks}
 
 
 def legend():

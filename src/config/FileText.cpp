@@ -22,7 +22,10 @@ std::optional<std::string> ReadText(const std::wstring& path) {
         SetLastError(ERROR_FILE_TOO_LARGE);
         return std::nullopt;
     }
-    std::string text(static_cast<size_t>(size.QuadPart), '\0');
+    std::string text;
+    text.reserve(static_cast<size_t>(size.QuadPart) +
+                 kParserSlack); // no copy for what the parser wants behind it
+    text.resize(static_cast<size_t>(size.QuadPart));
     DWORD read = 0;
     if (ReadFile(file.Get(), text.data(), static_cast<DWORD>(text.size()), &read, nullptr) == FALSE) {
         return std::nullopt;
@@ -35,16 +38,15 @@ std::optional<std::string> ReadText(const std::wstring& path) {
 }
 
 std::optional<std::string> ReadEncryptedText(const std::wstring& path) {
-    const auto encrypted = ReadText(path);
-    std::shared_ptr<uint8_t> text;
+    auto text = ReadText(path);
+    std::shared_ptr<uint8_t> decrypted;
     uint32_t length = 0;
-    if (!encrypted || !OrplDataCrypto::Decrypt(nullptr, reinterpret_cast<const uint8_t*>(encrypted->data()),
-                                               static_cast<uint32_t>(encrypted->size()), text, length)) {
+    if (!text || !OrplDataCrypto::Decrypt(nullptr, reinterpret_cast<const uint8_t*>(text->data()),
+                                          static_cast<uint32_t>(text->size()), decrypted, length)) {
         return std::nullopt;
     }
-    std::string decrypted;
-    decrypted.reserve(length + kParserSlack); // no second copy for what the parser wants behind it
-    return decrypted.append(reinterpret_cast<const char*>(text.get()), length);
+    text->assign(reinterpret_cast<const char*>(decrypted.get()), length);
+    return text;
 }
 
 } // namespace steward

@@ -4,18 +4,16 @@
 //            number <key> <name> <value> | remove <key> <name> | attributes <file> <number>
 //            copy <package/file> <folder> | package <name> [<file that it lacks>...] (as C:\package\)
 //            delete <file> | hold <file> | client <mailslot> | catalogs <package>
-//            given <action> <package> [<compare state>]    an action whose log is of no interest
-//            fail <import>[@<call>] <error>                faults, see Fault.h
-//            refuse <function>                             likewise of a function that is looked up at run
-//            time mend                                          no more faults ticks <milliseconds> | config
-//            <text> | installdir yes|no | reload
-// Act        act <action> <package> [<compare state>], then the log that it must leave; its result must be
-// what
-//            the log's last line says
+//            given <action> <package> [<compare state>]   an action whose log is of no interest
+//            fail <import>[@<call>] <error>   faults, see Fault.h
+//            refuse <function>            likewise, of one that is looked up at run time
+//            mend                         no more faults
+//            ticks <milliseconds> | config <text> | installdir yes|no | reload
+// Act        act <action> <package> [<compare state>], then the log that it must leave; the result must be
+//            what the log's last line says
 //            report <state> [<version>], likewise
 // Log        <source><level> <text>; the sources are in kSources. Compared whole and in order; a line "..."
-// at the
-//            beginning stands for what went before.
+//            at the beginning stands for what went before.
 // Machine    = <line of MachineState()>; compared with the machine's lines that begin with the same words.
 //
 // $package, $drivers, $catalogs, $services and $config stand for folders and the key of the services, $none

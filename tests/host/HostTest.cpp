@@ -141,10 +141,12 @@ static void MakePackages() {
     std::ofstream("C:\\pk\\no-section\\qxcomm.inf") << "[Version]\nSignature=\"$WINDOWS NT$\"\n";
 }
 
+constexpr wchar_t kWithoutDrivers[] = L""; // no command: the next one begins on such a machine
+
 struct MachineCase {
     std::wstring arguments;
-    unsigned exitCode;
-    std::vector<const char*> says;
+    unsigned exitCode = 0;
+    std::vector<const char*> says = {};
     bool changes = false; // the machine
 };
 
@@ -165,7 +167,7 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
          {"qxactmon: it is not installed: the removal ends there with 0xE01A000C; install"}},
         {L"install C:\\pk\\no-sys",
          1,
-         {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package"}},
+         {"qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package", "nothing was touched"}},
         {L"install C:\\pk\\no-driver", 1, {"qxcomm.sys: it is no program image, or cannot be read; replace"}},
         {L"install C:\\pk\\no-section", 1, {"qxcomm.inf has no section [DefaultInstall]; use a package for"}},
         {L"install" + tooLong,
@@ -178,6 +180,9 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
          0,
          {"5.5.0.1256", "Sample Signer",
           "\nwould: run the install section of 3 INF files, start 3 drivers\n"}},
+        {L"update C:\\pk\\v1", 3010, {"A restart of the machine is required"}, true},
+        {L"status --strict", 3010, {"restart   qxcomm will be loaded, "}},
+        {kWithoutDrivers},
         {L"install C:\\pk\\v1", 0, {"success: done"}, true},
         {L"status --strict", 0, {"running", "1, platform"}},
         {L"check update C:\\pk\\v2",
@@ -202,6 +207,10 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     };
     for (const MachineCase& each : cases) {
         SCOPED_TRACE(testing::PrintToString(each.arguments) + testing::PrintToString(each.says));
+        if (each.arguments == kWithoutDrivers) {
+            RemoveDrivers();
+            continue;
+        }
         const auto before = MachineState();
         const ToolRun run = RunTool(L"stewardHost.exe", each.arguments);
         EXPECT_EQ(run.exitCode, each.exitCode) << run.errors;
@@ -209,6 +218,26 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
             EXPECT_THAT(run.output + run.errors, testing::HasSubstr(part));
         }
         EXPECT_EQ(MachineState() != before, each.changes);
+    }
+    RemoveDrivers();
+}
+
+// Faults: an example that does not look at every null, tell a failure from a success, or ask for the restart.
+TEST(Host, ExampleUpdatesAndSaysWhatCameOfIt) {
+    RemoveDrivers();
+    const std::wstring bin = BinFolder().wstring();
+    const std::tuple<std::wstring, unsigned, const char*> cases[] = {
+        {L"C:\\none.dll C:\\", 1, "C:\\none.dll, or a library that it needs, cannot be loaded: error"},
+        {L"C:\\windows\\system32\\version.dll C:\\", 1, "this is no driver steward plug-in"},
+        {L"", 2, "usage: exampleHost <driverSteward.dll> <package folder>"},
+        {L"\"" + bin + L"\\fakePlugin.dll\" C:\\E01A000C", 1, "result: 0xE01A000C"},
+        {L"\"" + bin + L"\\driverSteward.dll\" \"" + _wgetenv(L"STEWARD_PACKAGES") + L"\\v1\"", 3010,
+         "restart the machine"},
+    };
+    for (const auto& [arguments, exitCode, says] : cases) {
+        const ToolRun run = RunTool(L"exampleHost.exe", arguments);
+        EXPECT_EQ(run.exitCode, exitCode) << says;
+        EXPECT_THAT(run.output + run.errors, testing::HasSubstr(says));
     }
     RemoveDrivers();
 }
