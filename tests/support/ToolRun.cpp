@@ -44,7 +44,7 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
     self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
     const auto tool = std::filesystem::path(self).replace_filename(program);
     const auto folder = std::filesystem::temp_directory_path();
-    const auto suffix = std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(GetCurrentThreadId());
+    const auto suffix = std::to_wstring(GetCurrentProcessId());
     const auto input = folder / (L"input" + suffix);
     const auto output = folder / (L"output" + suffix);
     const auto errors = folder / (L"errors" + suffix);

@@ -18,8 +18,7 @@ struct ToolStreams {
     bool isElevated = true;     // false: without an administrator's rights
 };
 
-// `program` lies beside the test, or is a full path; `arguments` are as typed behind its name. May be called
-// by several threads at once.
+// `program` lies beside the test, or is a full path; `arguments` are as typed behind its name.
 ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, const ToolStreams& streams = {});
 
 // Empty when there is no such file.

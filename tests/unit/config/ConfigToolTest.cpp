@@ -8,8 +8,6 @@
 #include <nlohmann/json.hpp>
 #include <sddl.h>
 
-#include <thread>
-
 namespace steward::test {
 
 using testing::HasSubstr;
@@ -36,6 +34,17 @@ class ConfigTool : public testing::Test {
     static std::string Run(const std::wstring& arguments, const ToolStreams& streams = {}) {
         const ToolRun run = RunTool(L"stewardConfig.exe", arguments, streams);
         return std::to_string(run.exitCode) + " " + run.output + run.errors;
+    }
+
+    // The process, at work.
+    static FileHandle Start(const std::wstring& arguments) {
+        STARTUPINFOW start{};
+        start.cb = sizeof start;
+        PROCESS_INFORMATION started{};
+        std::wstring line = L"\"" + Tool().wstring() + L"\" " + arguments;
+        CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &started);
+        CloseHandle(started.hThread);
+        return FileHandle(started.hProcess);
     }
 
     static std::filesystem::path Tool() {
@@ -137,12 +146,12 @@ TEST_F(ConfigTool, ChangesNothingButTheContent) {
     EXPECT_EQ(AccessOf(L"system_config.cfg"), access);
     EXPECT_THAT(AccessOf(L"out.xml"), Not(HasSubstr(";WD)")));
 
-    std::vector<std::thread> writers;
+    std::vector<FileHandle> writers;
     for (const wchar_t* const key : {L"k1", L"k2", L"k3", L"k4"}) {
-        writers.emplace_back([=] { Run(std::wstring(L"set --create --wait 60 G ") + key + L" v"); });
+        writers.push_back(Start(std::wstring(L"set --create --wait 60 G ") + key + L" v"));
     }
-    for (std::thread& writer : writers) {
-        writer.join();
+    for (const FileHandle& writer : writers) {
+        WaitForSingleObject(writer.Get(), INFINITE);
     }
     const std::string all = Run(L"list");
     for (const char* const key : {"\tk1\t", "\tk2\t", "\tk3\t", "\tk4\t"}) {
