@@ -17,6 +17,12 @@ constexpr const char* kActionNames[] = {"Install",   "Update",    "EqualUpdate",
 // The functions that the plug-in imports and whose failure is its business.
 std::vector<std::string> SweptImports(HMODULE module);
 
+// The plug-in on a machine that has been up for longer than the grace in which every file is trusted.
+struct LoadedPlugin {
+    Plugin plugin;
+    ImportPatch<"GetTickCount", decltype(GetTickCount)> clock{plugin.Module(), [] { return DWORD{120'000}; }};
+};
+
 class Action {
   public:
     explicit Action(What what) : what_(what) {}
@@ -37,15 +43,10 @@ class Action {
     [[nodiscard]] Transcript Outcome() const;
 
   private:
-    struct Loaded {
-        Plugin plugin;
-        ImportPatch<"GetTickCount", decltype(GetTickCount)> clock{plugin.Module(),
-                                                                  [] { return DWORD{120'000}; }};
-    };
     uint32_t Do(uint32_t action, const wchar_t* package, uint32_t compareState = 2);
 
     What what_;
-    std::optional<Loaded> loaded_;
+    std::optional<LoadedPlugin> loaded_;
     Transcript ready_; // the machine when it was last prepared
 };
 

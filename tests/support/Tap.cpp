@@ -59,9 +59,9 @@ void** FindImportSlot(HMODULE module, const std::string& name) {
 
 void* ExchangeImport(void** slot, void* function) {
     DWORD protection = 0;
-    VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &protection);
+    VirtualProtect(static_cast<void*>(slot), sizeof *slot, PAGE_READWRITE, &protection);
     void* const before = std::exchange(*slot, function);
-    VirtualProtect(slot, sizeof *slot, protection, &protection);
+    VirtualProtect(static_cast<void*>(slot), sizeof *slot, protection, &protection);
     return before;
 }
 
