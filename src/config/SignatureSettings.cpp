@@ -25,6 +25,26 @@ const wchar_t* SignaturePolicyNameOf(uint32_t setting) {
     }
 }
 
+namespace {
+
+// The document is gone also when memory runs out on the way.
+class LoadedConfig {
+  public:
+    explicit LoadedConfig(const std::wstring& folder) : manager_(folder, kSysConfigFileName) {
+        manager_.Load();
+    }
+    LoadedConfig(const LoadedConfig&) = delete;
+    LoadedConfig& operator=(const LoadedConfig&) = delete;
+    ~LoadedConfig() { manager_.Unload(); }
+
+    SysConfigManager* operator->() { return &manager_; }
+
+  private:
+    SysConfigManager manager_;
+};
+
+} // namespace
+
 bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder) {
     std::wstring installFolder;
     if (folder != nullptr && *folder != L'\0') {
@@ -37,10 +57,7 @@ bool QuerySignaturePolicySetting(uint32_t setting, const wchar_t* folder) {
         return false;
     }
     std::wstring value;
-    SysConfigManager manager(installFolder, kSysConfigFileName);
-    manager.Load();
-    manager.GetSysConfig(kSignaturePolicyGroup, configName, value);
-    manager.Unload();
+    LoadedConfig(installFolder)->GetSysConfig(kSignaturePolicyGroup, configName, value);
     return MeansOn(value);
 }
 
