@@ -165,7 +165,7 @@ class FaultSweep : public Sweep {
         action_.Prepare();
         if (each.import == "malloc") { // the first exception costs the runtime some blocks for ever
             const Fault fault(action_.Module(), "malloc", 0, 1);
-            action_.Run(What::Report);
+            action_.Run(What::Policy);
         }
         const DWORD handles = Handles();
         uint32_t result = 0;
