@@ -44,15 +44,6 @@ void ReadStartType(SC_HANDLE manager, const wchar_t* name, ServiceView& view) {
     }
 }
 
-// A change of nothing is refused to a service that is to be deleted.
-bool IsMarkedForDeletion(SC_HANDLE manager, const wchar_t* name) {
-    const ServiceHandle service = Open(manager, name, SERVICE_CHANGE_CONFIG);
-    return service &&
-           !ChangeServiceConfigW(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
-                                 nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) &&
-           GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
-}
-
 struct LocalFreeing {
     void operator()(void* memory) const { LocalFree(memory); }
 };
@@ -104,10 +95,21 @@ ServiceView LookAtService(const wchar_t* name) {
     ReadState(manager.Get(), name, view);
     if (view.isInstalled) {
         ReadStartType(manager.Get(), name, view);
-        view.isMarkedForDeletion = IsMarkedForDeletion(manager.Get(), name);
+        view.isMarkedForDeletion = IsMarkedForDeletion(name);
         view.restriction = ReadRestriction(name);
     }
     return view;
+}
+
+// A change of nothing is refused to a service that is to be deleted. Windows writes nothing then; Wine writes
+// the start type that it remembers, and so undoes one that was written to the registry.
+bool IsMarkedForDeletion(const wchar_t* name) {
+    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    const ServiceHandle service = Open(manager.Get(), name, SERVICE_CHANGE_CONFIG);
+    return service &&
+           !ChangeServiceConfigW(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                 nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) &&
+           GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
 }
 
 std::string ServiceView::StateInWords() const {

@@ -29,5 +29,6 @@ struct ServiceView {
 };
 
 ServiceView LookAtService(const wchar_t* name);
+bool IsMarkedForDeletion(const wchar_t* name); // false also where that cannot be told
 
 } // namespace steward::tools

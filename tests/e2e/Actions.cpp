@@ -53,10 +53,6 @@ void Action::Load() {
     loaded_.emplace();
 }
 
-uint32_t Action::Do(uint32_t action, const wchar_t* package, uint32_t compareState) {
-    return loaded_->plugin.Act(action, Package(package), compareState);
-}
-
 void Action::Stop() const {
     OSVERSIONINFOW system{};
     system.dwOSVersionInfoSize = sizeof system;
@@ -74,7 +70,7 @@ void Action::Prepare() {
     }
     RemoveDrivers();
     if (what_ != What::Install) {
-        EXPECT_EQ(Do(INSTALL, L"v1"), DS_SUCCESS);
+        EXPECT_EQ(Run(What::Install), DS_SUCCESS);
         Load();
     }
     if (what_ == What::Migration) {
@@ -93,25 +89,12 @@ void Action::Prepare() {
 }
 
 uint32_t Action::Run(What what) {
-    switch (what) {
-    case What::Install:
-        return Do(INSTALL, L"v1");
-    case What::Update:
-        return Do(UPDATE, L"v2");
-    case What::EqualUpdate:
-        return Do(EQUAL_UPDATE, L"v2");
-    case What::Rollback:
-    case What::Migration:
-        return Do(UPDATE, L"v2", COMPARE_ROLLBACK);
-    case What::Uninstall:
-        return Do(UNINSTALL, L"v1");
-    case What::Report:
-        // Nothing is reported when memory runs out.
-        return std::max<uint32_t>(loaded_->plugin.Report().state, DS_ALL_RUNNING);
-    case What::Policy:
-        return Do(9, L"tampered");
+    Plugin& plugin = loaded_->plugin;
+    if (what == What::Report) { // of which nothing comes when memory runs out
+        return std::max<uint32_t>(plugin.Report().state, DS_ALL_RUNNING);
     }
-    return 0;
+    const auto& row = kActions[static_cast<size_t>(what)];
+    return plugin.Act(row.action, Package(row.package), row.compareState);
 }
 
 Transcript Action::Outcome() const {

@@ -11,8 +11,19 @@
 namespace steward::test {
 
 enum class What { Install, Update, EqualUpdate, Rollback, Migration, Uninstall, Report, Policy };
-constexpr const char* kActionNames[] = {"Install",   "Update",    "EqualUpdate", "Rollback",
-                                        "Migration", "Uninstall", "Report",      "Policy"};
+const struct {
+    const char* name;
+    const wchar_t* package;
+    uint32_t action;
+    uint32_t compareState = 2;
+} kActions[] = {{"Install", L"v1", INSTALL},
+                {"Update", L"v2", UPDATE},
+                {"EqualUpdate", L"v2", EQUAL_UPDATE},
+                {"Rollback", L"v2", UPDATE, COMPARE_ROLLBACK},
+                {"Migration", L"v2", UPDATE, COMPARE_ROLLBACK},
+                {"Uninstall", L"v1", UNINSTALL},
+                {"Report", L"", 0},
+                {"Policy", L"tampered", 9}};
 
 // The functions that the plug-in imports and whose failure is its business.
 std::vector<std::string> SweptImports(HMODULE module);
@@ -43,8 +54,6 @@ class Action {
     [[nodiscard]] Transcript Outcome() const;
 
   private:
-    uint32_t Do(uint32_t action, const wchar_t* package, uint32_t compareState = 2);
-
     What what_;
     std::optional<LoadedPlugin> loaded_;
     Transcript ready_; // the machine when it was last prepared

@@ -1,15 +1,13 @@
 #include "e2e/CellReport.h"
 
 #include "CallTree.h"
-#include "WindowsFiles.h"
+#include "ServiceView.h"
 #include "e2e/Machine.h"
 #include "support/LogCapture.h"
-#include "util/Handles.h"
+#include "util/Utf8.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -18,8 +16,6 @@
 namespace steward::test {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Json actions = Json::array(); // of the scenario at hand
 
@@ -31,64 +27,14 @@ double Milliseconds() {
     return 1000.0 * static_cast<double>(ticks.QuadPart) / static_cast<double>(perSecond.QuadPart);
 }
 
-// A change that changes nothing is refused for a service that goes at the restart.
-bool IsMarkedForDeletion(const std::wstring& name) {
-    const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
-    const ServiceHandle service(OpenServiceW(manager.Get(), name.c_str(), SERVICE_CHANGE_CONFIG));
-    return service &&
-           !ChangeServiceConfigW(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
-                                 nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) &&
-           GetLastError() == ERROR_SERVICE_MARKED_FOR_DELETE;
-}
-
-Json NumberOrNull(const std::wstring& key, const std::wstring& name) {
-    const auto number = RegistryNumber(key, name);
-    return number ? Json(*number) : Json();
-}
-
-Json Driver(const std::wstring& name) {
-    return {{"name", Utf8(name)},
-            {"service", ServiceState(name)},
-            {"start", NumberOrNull(ServiceKey(name), L"Start")},
-            {"section", RegistryText(ServiceKey(name), L"InstallSection")},
-            {"file", VersionOf(kDriversFolder + name + L".sys")},
-            {"catalog", FileExists(kCatalogFolder + name + L".cat")},
-            {"marked for deletion", IsMarkedForDeletion(name)}};
-}
-
-Json RenamedFile(const std::wstring& path, const std::vector<std::wstring>& pending) {
-    const auto identity = tools::IdentityOf(path);
-    return {{"path", Utf8(path)},
-            {"was", identity ? Utf8(identity->originalName) : ""},
-            {"version", identity ? identity->version : ""},
-            {"pending", std::find(pending.begin(), pending.end(), path) != pending.end()}};
-}
-
-Json Machine() {
-    Json drivers = Json::array();
-    for (const std::wstring& name : kDrivers) {
-        drivers.push_back(Driver(name));
+// With what only a change of the service shows.
+Json MachineNow() {
+    Json machine = Machine();
+    for (Json& driver : machine["drivers"]) {
+        const std::wstring name = WideFromUtf8(driver["name"].get<std::string>());
+        driver["marked for deletion"] = tools::IsMarkedForDeletion(name.c_str());
     }
-    const auto pending = tools::FilesDeletedAtRestart();
-    Json deletions = Json::array();
-    for (const std::wstring& path : pending) {
-        deletions.push_back(Utf8(path));
-    }
-    Json renamed = Json::array();
-    for (const std::wstring& path : RenamedFiles()) {
-        renamed.push_back(RenamedFile(path, pending));
-    }
-    const std::wstring shared = ServiceKey(L"qxcomm");
-    return {{"plug-in", VersionOf(L"driverSteward.dll")},
-            {"drivers", drivers},
-            {"registry",
-             {{"PermCount", NumberOrNull(shared, L"PermCount")},
-              {"InstalledByOrpl", NumberOrNull(shared, L"InstalledByOrpl")},
-              {"DeleteFlag", NumberOrNull(shared, L"DeleteFlag")},
-              {"M9TZ", NumberOrNull(L"SOFTWARE\\Vexholm\\BRISK", L"M9TZ")},
-              {"SSCFE", NumberOrNull(ServiceKey(L"qxactmon") + L"\\Parameters", L"SSCFE")}}},
-            {"renamed", renamed},
-            {"pending deletions", deletions}};
+    return machine;
 }
 
 Json FailuresOf(const testing::TestResult& result) {
@@ -137,13 +83,13 @@ class Listener : public testing::EmptyTestEventListener {
 
     void OnTestStart(const testing::TestInfo&) override {
         actions = Json::array();
-        before_ = Machine();
+        before_ = MachineNow();
     }
 
     void OnTestEnd(const testing::TestInfo& test) override {
-        const Json cell = {{"step", test.name()}, {"skipped", test.result()->Skipped()},
-                           {"actions", actions},  {"before", before_},
-                           {"after", Machine()},  {"failures", FailuresOf(*test.result())}};
+        const Json cell = {{"step", test.name()},   {"skipped", test.result()->Skipped()},
+                           {"actions", actions},    {"before", before_},
+                           {"after", MachineNow()}, {"failures", FailuresOf(*test.result())}};
         std::ofstream(file_, std::ios::binary) << cell.dump(1, ' ', true, Json::error_handler_t::replace);
     }
 
@@ -160,8 +106,8 @@ RecordedAction::RecordedAction(HMODULE plugin, const std::string& text) : began_
     flush_.emplace(plugin, [this](void* handle, const wchar_t* module, uint32_t level, const wchar_t* file,
                                   uint32_t line, const wchar_t* message, uint32_t bytes) {
         const std::wstring_view units(message == nullptr ? L"" : message, bytes / sizeof(wchar_t));
-        lines_.push_back({static_cast<int64_t>(1000 * (Milliseconds() - began_)), level, Utf8(module),
-                          Utf8(file), line, Utf8(units)});
+        lines_.push_back({static_cast<int64_t>(1000 * (Milliseconds() - began_)), level, Utf8FromWide(module),
+                          Utf8FromWide(file), line, Utf8FromWide(units)});
         return flush_->Original(handle, module, level, file, line, message, bytes);
     });
 }

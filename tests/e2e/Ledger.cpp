@@ -3,42 +3,28 @@
 #include <wincrypt.h>
 #include <wintrust.h>
 
-#include <set>
+#include <algorithm>
+#include <string>
+#include <vector>
 
 namespace steward::test {
 
 namespace {
 
-enum When { NotZero, Zero, Closes };
-
 const struct {
-    const char* import;
     const char* what;
-    When when; // an answer of that kind opens one
-} kEntries[] = {{"malloc", "heap block", NotZero},
-                {"calloc", "heap block", NotZero},
-                {"realloc", "heap block", NotZero}, // of none
-                {"free", "heap block", Closes},
-                {"RegOpenKeyExW", "registry key", Zero},
-                {"RegCreateKeyExW", "registry key", Zero},
-                {"RegCloseKey", "registry key", Closes},
-                {"OpenSCManagerW", "service handle", NotZero},
-                {"OpenServiceW", "service handle", NotZero},
-                {"CloseServiceHandle", "service handle", Closes},
-                {"CryptAcquireContextW", "provider", NotZero},
-                {"CryptReleaseContext", "provider", Closes},
-                {"CryptCreateHash", "hash", NotZero},
-                {"CryptDestroyHash", "hash", Closes},
-                {"CryptDeriveKey", "key", NotZero},
-                {"CryptDestroyKey", "key", Closes},
-                {"CryptQueryObject", "message", NotZero},
-                {"CryptMsgClose", "message", Closes},
-                {"CertFindCertificateInStore", "certificate", NotZero},
-                {"CertFreeCertificateContext", "certificate", Closes},
-                {"AllocateAndInitializeSid", "SID", NotZero},
-                {"FreeSid", "SID", Closes},
-                {"LoadLibraryW", "library", NotZero},
-                {"FreeLibrary", "library", Closes}};
+    const char* closer;
+    std::vector<const char*> openers;
+} kEntries[] = {{"heap block", "free", {"malloc", "calloc", "realloc"}},
+                {"registry key", "RegCloseKey", {"RegOpenKeyExW", "RegCreateKeyExW"}},
+                {"service handle", "CloseServiceHandle", {"OpenSCManagerW", "OpenServiceW"}},
+                {"provider", "CryptReleaseContext", {"CryptAcquireContextW"}},
+                {"hash", "CryptDestroyHash", {"CryptCreateHash"}},
+                {"key", "CryptDestroyKey", {"CryptDeriveKey"}},
+                {"message", "CryptMsgClose", {"CryptQueryObject"}},
+                {"certificate", "CertFreeCertificateContext", {"CertFindCertificateInStore"}},
+                {"SID", "FreeSid", {"AllocateAndInitializeSid"}},
+                {"library", "FreeLibrary", {"LoadLibraryW"}}};
 
 // The state of a verification is opened and closed by the same function.
 int TrustStates(const Tap::Call& call, uint64_t status) {
@@ -49,35 +35,28 @@ int TrustStates(const Tap::Call& call, uint64_t status) {
     return data.dwStateAction == WTD_STATEACTION_CLOSE ? -1 : 0;
 }
 
-// A pointer or a handle; of the other functions a boolean.
-bool Opened(const std::string& import, uint64_t answer, bool ofNothing) {
-    if (import == "realloc" && !ofNothing) {
-        return false; // the block was there
-    }
-    return answer != 0;
+// The registry answers a status, the others a pointer, a handle or a boolean.
+bool Opened(const std::string& import, const Tap::Call& call, uint64_t answer) {
+    const bool wasThere = import == "realloc" && call.arguments[0] != 0;
+    return !wasThere && (import.starts_with("Reg") ? static_cast<LONG>(answer) == 0 : answer != 0);
 }
 
 } // namespace
 
 Ledger::Ledger(HMODULE module) {
-    std::set<std::string> imported;
     for (const Import& import : ImportsOf(module)) {
-        imported.insert(import.name);
-    }
-    for (const auto& entry : kEntries) {
-        if (imported.contains(entry.import)) {
-            taps_.push_back(
-                std::make_unique<Tap>(module, entry.import, [this, &entry](const Tap::Call& call) {
+        for (const auto& entry : kEntries) {
+            const bool closes = import.name == entry.closer;
+            if (closes || std::ranges::count(entry.openers, import.name) > 0) {
+                taps_.push_back(std::make_unique<Tap>(module, import.name, [=, this](const Tap::Call& call) {
                     const uint64_t answer = call.Run();
                     const bool ofNothing = call.arguments[0] == 0; // free(nullptr) closes nothing
-                    if (entry.when == Closes) {
-                        open_[entry.what] -= ofNothing ? 0 : 1;
-                    } else if (entry.when == Zero ? static_cast<LONG>(answer) == 0
-                                                  : Opened(entry.import, answer, ofNothing)) {
-                        ++open_[entry.what];
-                    }
+                    open_[entry.what] += closes                              ? (ofNothing ? 0 : -1)
+                                         : Opened(import.name, call, answer) ? 1
+                                                                             : 0;
                     return answer;
                 }));
+            }
         }
     }
     taps_.push_back(std::make_unique<Tap>(module, "WinVerifyTrust", [this](const Tap::Call& call) {

@@ -3,13 +3,17 @@
 #include "WindowsFiles.h"
 #include "util/Handles.h"
 #include "util/RegKey.h"
+#include "util/Utf8.h"
 
 #include <windows.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 
 namespace steward::test {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -21,7 +25,43 @@ ServiceHandle Service(const std::wstring& name) {
     return ServiceHandle(OpenServiceW(Manager().Get(), name.c_str(), SERVICE_ALL_ACCESS));
 }
 
+Json NumberOrNull(const std::wstring& key, const wchar_t* name) {
+    uint32_t value = 0;
+    return ReadHKLMDword(value, key, name) ? Json(value) : Json();
+}
+
+std::string RegistryText(const std::wstring& key, const wchar_t* name) {
+    std::wstring value;
+    ReadHKLMString(value, key, name);
+    return Utf8FromWide(value);
+}
+
+std::vector<std::wstring> RenamedFiles() {
+    std::vector<std::wstring> paths;
+    for (const std::wstring& folder : {kDriversFolder, kCatalogFolder}) {
+        for (const auto& file : fs::directory_iterator(folder)) {
+            const std::wstring name = file.path().filename();
+            if (name.starts_with(L"qx") && name.ends_with(L".tmp")) {
+                paths.push_back(folder + name);
+            }
+        }
+    }
+    return paths;
+}
+
+// For the end of a line.
+std::string OrDash(const Json& value) {
+    const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
+    return " " + (text.empty() || value.is_null() ? "-" : text);
+}
+
 } // namespace
+
+uint32_t OpenHandles() {
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+}
 
 std::string ServiceState(const std::wstring& name) {
     const ServiceHandle service = Service(name);
@@ -29,34 +69,15 @@ std::string ServiceState(const std::wstring& name) {
     if (!service || !QueryServiceStatus(service.Get(), &status)) {
         return "absent";
     }
-    switch (status.dwCurrentState) {
-    case SERVICE_RUNNING:
-        return "running";
-    case SERVICE_STOPPED:
-        return "stopped";
-    default:
-        return std::to_string(status.dwCurrentState);
-    }
+    const bool isRunning = status.dwCurrentState == SERVICE_RUNNING;
+    return isRunning                                  ? "running"
+           : status.dwCurrentState == SERVICE_STOPPED ? "stopped"
+                                                      : std::to_string(status.dwCurrentState);
 }
 
 std::string VersionOf(const std::wstring& path) {
     const auto identity = tools::IdentityOf(path);
-    return identity ? identity->version : FileExists(path) ? "none" : "absent";
-}
-
-bool FileExists(const std::wstring& path) {
-    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-std::optional<uint32_t> RegistryNumber(const std::wstring& key, const std::wstring& name) {
-    uint32_t value = 0;
-    return ReadHKLMDword(value, key, name) ? std::optional(value) : std::nullopt;
-}
-
-std::string RegistryText(const std::wstring& key, const std::wstring& name) {
-    std::wstring value;
-    ReadHKLMString(value, key, name);
-    return {value.begin(), value.end()};
+    return identity ? identity->version : fs::exists(path) ? "none" : "absent";
 }
 
 void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32_t value) {
@@ -74,53 +95,65 @@ std::wstring ServiceKey(const std::wstring& driver) {
     return L"SYSTEM\\CurrentControlSet\\Services\\" + driver;
 }
 
+Json Machine() {
+    const auto pending = tools::FilesDeletedAtRestart();
+    const std::wstring shared = ServiceKey(L"qxcomm");
+    Json drivers = Json::array();
+    for (const std::wstring& name : kDrivers) {
+        drivers.push_back({{"name", Utf8FromWide(name)},
+                           {"service", ServiceState(name)},
+                           {"start", NumberOrNull(ServiceKey(name), L"Start")},
+                           {"section", RegistryText(ServiceKey(name), L"InstallSection")},
+                           {"file", VersionOf(kDriversFolder + name + L".sys")},
+                           {"catalog", fs::exists(kCatalogFolder + name + L".cat")}});
+    }
+    Json renamed = Json::array();
+    for (const std::wstring& path : RenamedFiles()) {
+        const auto identity = tools::IdentityOf(path).value_or(tools::FileIdentity{});
+        renamed.push_back({{"path", Utf8FromWide(path)},
+                           {"was", Utf8FromWide(identity.originalName)},
+                           {"version", identity.version},
+                           {"pending", std::ranges::count(pending, path) > 0}});
+    }
+    Json deletions = Json::array();
+    std::ranges::transform(pending, std::back_inserter(deletions), Utf8FromWide);
+    return {{"plug-in", VersionOf(L"driverSteward.dll")},
+            {"drivers", drivers},
+            {"registry",
+             {{"PermCount", NumberOrNull(shared, L"PermCount")},
+              {"InstalledByOrpl", NumberOrNull(shared, L"InstalledByOrpl")},
+              {"DeleteFlag", NumberOrNull(shared, L"DeleteFlag")},
+              {"M9TZ", NumberOrNull(L"SOFTWARE\\Vexholm\\BRISK", L"M9TZ")},
+              {"SSCFE", NumberOrNull(ServiceKey(L"qxactmon") + L"\\Parameters", L"SSCFE")}}},
+            {"renamed", renamed},
+            {"pending deletions", deletions}};
+}
+
 std::vector<std::string> MachineState() {
-    const auto number = [](const std::wstring& key, const wchar_t* name) {
-        const auto value = RegistryNumber(key, name);
-        return " " + (value ? std::to_string(*value) : "-");
-    };
+    const Json machine = Machine();
     std::vector<std::string> lines;
     std::string starts = "Start";
     std::string sections = "InstallSection";
     std::string catalogs = "catalogs";
-    for (const std::wstring& driver : kDrivers) {
-        const std::string name(driver.begin(), driver.end());
-        const std::string section = RegistryText(ServiceKey(driver), L"InstallSection");
-        lines.push_back(name + " " + ServiceState(driver) + " " +
-                        VersionOf(kDriversFolder + driver + L".sys"));
-        starts += number(ServiceKey(driver), L"Start");
-        sections += " " + (section.empty() ? "-" : section);
-        catalogs += FileExists(kCatalogFolder + driver + L".cat") ? " " + name : "";
+    for (const Json& driver : machine["drivers"]) {
+        const std::string name = " " + driver["name"].get<std::string>();
+        lines.push_back(name.substr(1) + OrDash(driver["service"]) + OrDash(driver["file"]));
+        starts += OrDash(driver["start"]);
+        sections += OrDash(driver["section"]);
+        catalogs += driver["catalog"] ? name : "";
     }
-    const std::wstring shared = ServiceKey(L"qxcomm");
-    const auto renamed = RenamedFiles();
-    const auto pending = tools::FilesDeletedAtRestart();
-    const auto deleted = std::count_if(pending.begin(), pending.end(), [&](const std::wstring& path) {
-        return std::find(renamed.begin(), renamed.end(), path) != renamed.end();
-    });
-    lines.insert(lines.end(),
-                 {starts, sections,
-                  "PermCount" + number(shared, L"PermCount") + ", InstalledByOrpl" +
-                      number(shared, L"InstalledByOrpl") + ", DeleteFlag" + number(shared, L"DeleteFlag") +
-                      ", M9TZ" + number(L"SOFTWARE\\Vexholm\\BRISK", L"M9TZ") + ", SSCFE" +
-                      number(ServiceKey(L"qxactmon") + L"\\Parameters", L"SSCFE"),
-                  catalogs,
-                  "renamed " + std::to_string(renamed.size()) + ", deleted at boot " +
-                      std::to_string(deleted) + " of " + std::to_string(pending.size())});
+    std::string numbers;
+    for (const auto& [name, number] : machine["registry"].items()) {
+        numbers += (numbers.empty() ? "" : ", ") + name + OrDash(number);
+    }
+    const Json& renamed = machine["renamed"];
+    const auto deleted =
+        std::ranges::count_if(renamed, [](const Json& file) { return file["pending"].get<bool>(); });
+    lines.insert(lines.end(), {starts, sections, numbers, catalogs,
+                               "renamed " + std::to_string(renamed.size()) + ", deleted at boot " +
+                                   std::to_string(deleted) + " of " +
+                                   std::to_string(machine["pending deletions"].size())});
     return lines;
-}
-
-std::vector<std::wstring> RenamedFiles() {
-    std::vector<std::wstring> paths;
-    for (const std::wstring& folder : {kDriversFolder, kCatalogFolder}) {
-        WIN32_FIND_DATAW found;
-        const HANDLE search = FindFirstFileW((folder + L"qx*.tmp").c_str(), &found);
-        for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &found)) {
-            paths.push_back(folder + found.cFileName);
-        }
-        FindClose(search);
-    }
-    return paths;
 }
 
 void StopService(const std::wstring& name) {
@@ -131,7 +164,7 @@ void StopService(const std::wstring& name) {
     }
 }
 
-void RegisterPlatformService() {
+void RegisterPlatform() {
     const ServiceHandle created(CreateServiceW(Manager().Get(), L"ORPL", L"ORPL", SERVICE_ALL_ACCESS,
                                                SERVICE_WIN32_OWN_PROCESS, SERVICE_DEMAND_START,
                                                SERVICE_ERROR_NORMAL, L"C:\\orpl.exe", nullptr, nullptr,

@@ -1,8 +1,9 @@
 // What an action leaves behind on the machine, read without the plug-in's help.
 #pragma once
 
+#include "Json.h"
+
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,23 +16,25 @@ inline const std::wstring kDriversFolder = L"C:\\windows\\system32\\drivers\\";
 
 std::string ServiceState(const std::wstring& name); // "running", "stopped", "absent" or a number
 std::string VersionOf(const std::wstring& path);    // "5.5.0.1256", "absent" or "none"
-bool FileExists(const std::wstring& path);
 
-std::optional<uint32_t> RegistryNumber(const std::wstring& key, const std::wstring& name);
-std::string RegistryText(const std::wstring& key, const std::wstring& name);
 void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32_t value);
 void DeleteRegistryValue(const std::wstring& key, const std::wstring& name);
 std::wstring ServiceKey(const std::wstring& driver);
 
-std::vector<std::wstring> RenamedFiles(); // full paths of the leftovers beside drivers and catalogs
+using tools::Json;
+// All that the actions leave behind: drivers, registry marks, files that were renamed away, files that the
+// next boot deletes. Null stands for what is absent.
+Json Machine();
 
-// All that the actions leave behind, line by line: per driver the service's state and the version on disk;
+// The same line by line: per driver the service's state and the version on disk;
 // start types; install sections; registry marks; catalogs; files that were renamed away and how many of them
 // the next boot deletes. "-" stands for what is absent.
 std::vector<std::string> MachineState();
 
+uint32_t OpenHandles(); // of this process
+
 void StopService(const std::wstring& name);
-void RegisterPlatformService(); // the service by which the plug-in recognises the platform
+void RegisterPlatform(); // the service by which the plug-in recognises the platform
 void UnregisterService(const std::wstring& name);
 void RemoveDrivers(); // services, files and registry marks, whatever state they are in
 

@@ -42,13 +42,12 @@ class Robustness : public testing::Test {
 
 // What a process has taken from the system.
 struct Taken {
-    DWORD handles = 0;
+    DWORD handles = OpenHandles();
     DWORD gdi = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
     DWORD user = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
     SIZE_T bytes;
 
     Taken() {
-        GetProcessHandleCount(GetCurrentProcess(), &handles);
         PROCESS_MEMORY_COUNTERS counters{};
         GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
         bytes = counters.PagefileUsage;

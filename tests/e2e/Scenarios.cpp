@@ -27,12 +27,14 @@
 #include "unit/config/ConfigFolder.h"
 #include "util/Handles.h"
 #include "util/RegKey.h"
+#include "util/Utf8.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -40,9 +42,11 @@
 
 namespace steward::test {
 
+namespace fs = std::filesystem;
+
 namespace {
 
-constexpr wchar_t kCopiedPackage[] = L"C:\\package\\";
+const std::wstring kCopiedPackage = L"C:\\package\\";
 constexpr char kWhatWentBefore[] = "...";
 constexpr wchar_t kPlatformKey[] = L"SOFTWARE\\Vexholm\\ORPL";
 
@@ -60,34 +64,29 @@ const std::map<char, Source> kSources = {
     {'s', {L"Core Config Repository", L"core\\coreConfigRepository\\SysConfigManager.cpp"}},
 };
 
-const std::map<std::string, uint32_t> kActions = {
-    {"install", INSTALL}, {"update", UPDATE}, {"uninstall", UNINSTALL}, {"equal-update", EQUAL_UPDATE}};
+const std::map<std::wstring, uint32_t> kActions = {
+    {L"install", INSTALL}, {L"update", UPDATE}, {L"uninstall", UNINSTALL}, {L"equal-update", EQUAL_UPDATE}};
+
+using Arguments = std::vector<std::wstring>;
 
 std::wstring Wide(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-std::string Code(uint32_t code) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%08X", code);
-    return text;
-}
-
-uint32_t Number(const std::string& text) {
+uint32_t Number(const std::wstring& text) {
     return static_cast<uint32_t>(std::stoul(text, nullptr, 0));
 }
 
-void CopyPackage(const std::vector<std::string>& words) {
-    CreateDirectoryW(kCopiedPackage, nullptr);
-    for (const std::wstring& driver : kDrivers) {
-        for (const wchar_t* const extension : {L".inf", L".sys", L".cat"}) {
-            const std::wstring file = driver + extension;
-            CopyFileW((Package(Wide(words.at(1))) + file).c_str(), (kCopiedPackage + file).c_str(), FALSE);
-        }
-    }
-    for (size_t i = 2; i < words.size(); ++i) {
-        DeleteFileW((kCopiedPackage + Wide(words[i])).c_str());
-    }
+void CopyPackage(const Arguments& arguments) {
+    fs::remove_all(kCopiedPackage);
+    fs::copy(fs::path(Package(arguments.at(0))).parent_path(), kCopiedPackage);
+    std::for_each(arguments.begin() + 1, arguments.end(),
+                  [](const std::wstring& lacking) { fs::remove(kCopiedPackage + lacking); });
+}
+
+void CopyFromPackage(const Arguments& arguments) {
+    const fs::path source = Package(L".") + arguments.at(0);
+    fs::copy_file(source, arguments.at(1) / source.filename(), fs::copy_options::overwrite_existing);
 }
 
 class Run : public testing::Test {
@@ -122,7 +121,7 @@ class Run : public testing::Test {
             {"$config", config_.Path()}, {"$services", ServiceKey(L"")}, {"$none", L""}};
         for (const auto& [name, value] : values) {
             for (size_t at = 0; (at = line.find(name)) != std::string::npos;) {
-                line.replace(at, name.size(), Utf8(value));
+                line.replace(at, name.size(), Utf8FromWide(value));
             }
         }
         return line;
@@ -154,8 +153,10 @@ class Run : public testing::Test {
             ThrowAt(at, "'" + line + "' is no line of a scenario");
         }
         rest_ = line.substr(std::min(line.size(), words[0].size() + 1));
+        Arguments arguments;
+        std::transform(words.begin() + 1, words.end(), std::back_inserter(arguments), Wide);
         try {
-            command->second(words);
+            command->second(arguments);
         } catch (const std::exception& problem) {
             ThrowAt(at, std::string(problem.what()) + ": " + line);
         }
@@ -190,43 +191,54 @@ class Run : public testing::Test {
         EXPECT_TRUE(SameTranscript(state, expectedState_));
     }
 
-    void Act(const std::vector<std::string>& words) {
+    void Act(const Arguments& arguments) {
         plugin_->Log();
-        const auto action = kActions.find(words.at(1));
-        package_ = words.at(2).find(':') == std::string::npos ? Package(Wide(words[2])) : Wide(words[2]);
+        const auto action = kActions.find(arguments.at(0));
+        package_ = arguments.at(1).find(L':') == std::wstring::npos ? Package(arguments[1]) : arguments[1];
         RecordedAction recorded(plugin_->Module(), rest_);
-        const uint32_t result = plugin_->Act(action == kActions.end() ? Number(words.at(1)) : action->second,
-                                             package_, words.size() > 3 ? Number(words[3]) : 2);
+        const uint32_t result = plugin_->Act(action == kActions.end() ? Number(arguments[0]) : action->second,
+                                             package_, arguments.size() > 2 ? Number(arguments[2]) : 2);
         recorded.Answered(result);
         log_ = plugin_->Log();
         const std::string last = log_.empty() ? "" : log_.back();
         const size_t said = last.find("asStatus = 0x");
         EXPECT_EQ(result, said == std::string::npos ? uint32_t{DS_FAILED_BATCH_ABORTED}
-                                                    : Number(last.substr(last.find("0x", said))));
+                                                    : Number(Wide(last.substr(last.find("0x", said)))));
     }
 
-    void Given(const std::vector<std::string>& words) {
-        Act(words);
+    void Given(const Arguments& arguments) {
+        Act(arguments);
         ASSERT_THAT(log_.back(), testing::HasSubstr("asStatus = 0x2")) << "given " << rest_;
         log_.clear();
     }
 
-    void Report(const std::vector<std::string>& words) {
+    void Report(const Arguments& arguments) {
         plugin_->Log();
         RecordedAction recorded(plugin_->Module(), "report");
         const DriverStateReport report = plugin_->Report();
         recorded.Answered(report.state);
         log_ = plugin_->Log();
-        EXPECT_EQ(Code(report.report_tag) + " " + std::to_string(report.valid), "22000100 1");
-        EXPECT_EQ(report.version, words.size() > 2 ? words[2] : "");
-        EXPECT_EQ(Code(report.state), words.at(1));
+        EXPECT_EQ(report.report_tag, 0x22000100U);
+        EXPECT_EQ(report.valid, 1U);
+        EXPECT_EQ(Wide(report.version), arguments.size() > 1 ? arguments[1] : L"");
+        EXPECT_EQ(report.state, std::stoul(arguments.at(0), nullptr, 16));
     }
 
-    void Fail(const std::vector<std::string>& words) {
-        const size_t at = words.at(1).find('@');
-        const int call = at == std::string::npos ? Fault::kEveryCall : std::stoi(words.at(1).substr(at + 1));
+    void Fail(const Arguments& arguments) {
+        const auto words = Words(Utf8FromWide(arguments.at(0)), '@');
+        const int call = words.size() > 1 ? std::stoi(words[1]) : Fault::kEveryCall;
         faults_.push_back(
-            std::make_unique<Fault>(plugin_->Module(), words.at(1).substr(0, at), Number(words[2]), call));
+            std::make_unique<Fault>(plugin_->Module(), words[0], Number(arguments.at(1)), call));
+    }
+
+    void Hold(const std::wstring& file) {
+        held_.emplace_back(CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                       nullptr, OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(held_.back());
+    }
+
+    void OpenMailslot(const std::wstring& name) {
+        held_.emplace_back(CreateMailslotW((L"\\\\.\\mailslot\\" + name).c_str(), 0, 0, nullptr));
     }
 
     void Refuse(const std::string& function) {
@@ -253,70 +265,44 @@ class Run : public testing::Test {
         clock_ = std::make_unique<Clock>(plugin_->Module(), [ticks] { return ticks; });
     }
 
+    void SetInstallDir(bool isThere) const {
+        if (isThere) {
+            WriteHKLMString(config_.Path(), kPlatformKey, L"InstallDir");
+        } else {
+            DeleteRegistryValue(kPlatformKey, L"InstallDir");
+        }
+    }
+
     void Reload() {
         Mend();
         clock_.reset();
         plugin_.emplace();
     }
 
-    const std::map<std::string, std::function<void(const std::vector<std::string>&)>> commands_ = {
-        {"clean",
-         [](auto&) {
-             RemoveDrivers();
-             InstalledCatalogs::Remove();
-         }},
-        {"platform",
-         [](auto& words) { words.at(1) == "yes" ? RegisterPlatformService() : UnregisterService(L"ORPL"); }},
-        {"stop",
-         [](auto& words) {
-             std::for_each(words.begin() + 1, words.end(), [](auto& name) { StopService(Wide(name)); });
-         }},
-        {"unregister",
-         [](auto& words) {
-             std::for_each(words.begin() + 1, words.end(), [](auto& name) { UnregisterService(Wide(name)); });
-         }},
-        {"number",
-         [](auto& words) { SetRegistryNumber(Wide(words.at(1)), Wide(words[2]), Number(words[3])); }},
-        {"remove", [](auto& words) { DeleteRegistryValue(Wide(words.at(1)), Wide(words[2])); }},
-        {"copy",
-         [](auto& words) {
-             const size_t slash = words.at(1).find('/');
-             const std::wstring file = Wide(words.at(1).substr(slash + 1));
-             CopyFileW((Package(Wide(words.at(1).substr(0, slash))) + file).c_str(),
-                       (Wide(words[2]) + file).c_str(), FALSE);
-         }},
+    const std::map<std::string, std::function<void(const Arguments&)>> commands_ = {
+        {"clean", [](auto&) { RemoveDrivers(), InstalledCatalogs::Remove(); }},
+        {"platform", [](auto& to) { to.at(0) == L"yes" ? RegisterPlatform() : UnregisterService(L"ORPL"); }},
+        {"stop", [](auto& services) { std::ranges::for_each(services, StopService); }},
+        {"unregister", [](auto& services) { std::ranges::for_each(services, UnregisterService); }},
+        {"number", [](auto& of) { SetRegistryNumber(of.at(0), of.at(1), Number(of.at(2))); }},
+        {"remove", [](auto& of) { DeleteRegistryValue(of.at(0), of.at(1)); }},
+        {"copy", CopyFromPackage},
         {"package", CopyPackage},
-        {"attributes",
-         [](auto& words) { SetFileAttributesW(Wide(words.at(1)).c_str(), Number(words.at(2))); }},
-        {"delete", [](auto& words) { DeleteFileW(Wide(words.at(1)).c_str()); }},
-        {"hold",
-         [this](auto& words) {
-             held_.emplace_back(CreateFileW(Wide(words.at(1)).c_str(), GENERIC_READ,
-                                            FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
-                                            nullptr));
-             ASSERT_TRUE(held_.back()) << words.at(1);
-         }},
-        {"client",
-         [this](auto& words) {
-             held_.emplace_back(
-                 CreateMailslotW((L"\\\\.\\mailslot\\" + Wide(words.at(1))).c_str(), 0, 0, nullptr));
-         }},
-        {"catalogs", [this](auto& words) { catalogs_.emplace(Package(Wide(words.at(1)))); }},
-        {"given", [this](auto& words) { Given(words); }},
-        {"fail", [this](auto& words) { Fail(words); }},
-        {"refuse", [this](auto& words) { Refuse(words.at(1)); }},
+        {"attributes", [](auto& of) { SetFileAttributesW(of.at(0).c_str(), Number(of.at(1))); }},
+        {"delete", [](auto& file) { DeleteFileW(file.at(0).c_str()); }},
+        {"hold", [this](auto& file) { Hold(file.at(0)); }},
+        {"client", [this](auto& name) { OpenMailslot(name.at(0)); }},
+        {"catalogs", [this](auto& of) { catalogs_.emplace(Package(of.at(0))); }},
+        {"given", [this](auto& action) { Given(action); }},
+        {"fail", [this](auto& call) { Fail(call); }},
+        {"refuse", [this](auto& function) { Refuse(Utf8FromWide(function.at(0))); }},
         {"mend", [this](auto&) { Mend(); }},
-        {"ticks", [this](auto& words) { StopClock(Number(words.at(1))); }},
+        {"ticks", [this](auto& count) { StopClock(Number(count.at(0))); }},
         {"config", [this](auto&) { config_.WriteConfig(rest_); }},
-        {"installdir",
-         [this](auto& words) {
-             words.at(1) == "yes"
-                 ? static_cast<void>(WriteHKLMString(config_.Path(), kPlatformKey, L"InstallDir"))
-                 : DeleteRegistryValue(kPlatformKey, L"InstallDir");
-         }},
+        {"installdir", [this](auto& to) { SetInstallDir(to.at(0) == L"yes"); }},
         {"reload", [this](auto&) { Reload(); }},
-        {"act", [this](auto& words) { Act(words); }},
-        {"report", [this](auto& words) { Report(words); }},
+        {"act", [this](auto& action) { Act(action); }},
+        {"report", [this](auto& state) { Report(state); }},
     };
 
     const Script& script_;

@@ -2,44 +2,24 @@
 // restarts.
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
+#include "util/Handles.h"
 
 #include <gmock/gmock.h>
 
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 namespace steward::test {
 
 namespace {
 
 // A component that uses the shared driver now and then.
-class Client {
-  public:
-    ~Client() {
-        SetEvent(end_);
-        WaitForSingleObject(thread_, INFINITE);
-        CloseHandle(thread_);
-        CloseHandle(end_);
+void Use(const std::stop_token& end) {
+    while (!end.stop_requested()) {
+        const FileHandle slot(CreateMailslotW(L"\\\\.\\mailslot\\qxcomm_INSTANCE7", 0, 0, nullptr));
+        Sleep(20);
     }
-
-  private:
-    static DWORD WINAPI Use(void* end) {
-        do {
-            const HANDLE slot = CreateMailslotW(L"\\\\.\\mailslot\\qxcomm_INSTANCE7", 0, 0, nullptr);
-            Sleep(20);
-            CloseHandle(slot);
-        } while (WaitForSingleObject(end, 30) == WAIT_TIMEOUT);
-        return 0;
-    }
-
-    HANDLE end_ = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    HANDLE thread_ = CreateThread(nullptr, 0, Use, end_, 0, nullptr);
-};
-
-DWORD Handles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
 }
 
 void OneLife(Plugin& plugin) {
@@ -59,13 +39,13 @@ void OneLife(Plugin& plugin) {
 
 TEST(Soak, Lives) {
     Plugin plugin;
-    const Client client;
+    const std::jthread client(Use);
     OneLife(plugin);
-    const DWORD handles = Handles();
+    const DWORD handles = OpenHandles();
     for (int life = 0; life < 5; ++life) {
         OneLife(plugin);
     }
-    EXPECT_EQ(Handles(), handles);
+    EXPECT_EQ(OpenHandles(), handles);
 }
 
 // After the restart: installed anew, the machine is what it was after the first restart.

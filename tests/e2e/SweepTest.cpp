@@ -42,13 +42,7 @@ unsigned Environment(const char* name) {
 }
 
 std::string NameOf(What what) {
-    return kActionNames[static_cast<size_t>(what)];
-}
-
-DWORD Handles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
+    return kActions[static_cast<size_t>(what)].name;
 }
 
 class Sweep : public testing::TestWithParam<What> {
@@ -66,7 +60,7 @@ class Sweep : public testing::TestWithParam<What> {
 
     // Whether the sample, if one is wanted, has this action.
     bool IsChosen() {
-        const auto chosen = [this] { return static_cast<What>(random_() % std::size(kActionNames)); };
+        const auto chosen = [this] { return static_cast<What>(random_() % std::size(kActions)); };
         return sample_ == 0 || chosen() == GetParam() || chosen() == GetParam();
     }
 
@@ -167,7 +161,7 @@ class FaultSweep : public Sweep {
             const Fault fault(action_.Module(), "malloc", 0, 1);
             action_.Run(What::Policy);
         }
-        const DWORD handles = Handles();
+        const DWORD handles = OpenHandles();
         uint32_t result = 0;
         {
             const Ledger ledger(action_.Module());
@@ -180,7 +174,7 @@ class FaultSweep : public Sweep {
             EXPECT_THAT(open, testing::IsEmpty());
         }
         EXPECT_THAT(kCodes, testing::Contains(result));
-        EXPECT_EQ(Handles(), handles);
+        EXPECT_EQ(OpenHandles(), handles);
         if (GetParam() == What::Policy && result != result_) {
             // A tampered package was let through: the policy was read as off, and stays off in this process.
             EXPECT_EQ(action_.Run(), DS_UNSUPPORTED_REQUEST) << "the gate passed with the policy on";

@@ -4,7 +4,7 @@
 #include <wintrust.h>
 
 #include <algorithm>
-#include <iterator>
+#include <vector>
 
 namespace steward::test {
 
@@ -12,46 +12,40 @@ namespace {
 
 enum Answer : uint64_t { Zero, AllOnes, One, TheError };
 
-// By the first row whose text the name begins with.
-constexpr struct {
-    const char* begin;
+// By the first row with a text that the name begins with.
+const struct {
+    std::vector<const char*> begins;
     Answer answer;
     DWORD error;
 } kFailures[] = {
-    {"Reg", TheError, ERROR_ACCESS_DENIED},
-    {"GetNamedSecurityInfoW", TheError, ERROR_ACCESS_DENIED},
-    {"SetNamedSecurityInfoW", TheError, ERROR_ACCESS_DENIED},
-    {"SetEntriesInAclW", TheError, ERROR_NOT_ENOUGH_MEMORY},
-    {"WinVerifyTrust", TheError, 0x800B0001}, // TRUST_E_PROVIDER_UNKNOWN
-    {"CreateFileW", AllOnes, ERROR_SHARING_VIOLATION},
-    {"GetFileAttributesW", AllOnes, ERROR_ACCESS_DENIED},
-    {"SetFilePointerEx", Zero, ERROR_INVALID_HANDLE},
-    {"SetFilePointer", AllOnes, ERROR_INVALID_HANDLE},
-    {"LocalFree", One, ERROR_INVALID_HANDLE},
-    {"FreeSid", One, ERROR_INVALID_HANDLE},
-    {"Log_Flush", One, ERROR_DISK_FULL},
-    {"malloc", Zero, ERROR_NOT_ENOUGH_MEMORY},
-    {"LocalAlloc", Zero, ERROR_NOT_ENOUGH_MEMORY},
-    {"AllocateAndInitializeSid", Zero, ERROR_NOT_ENOUGH_MEMORY},
-    {"LookupAccountSidW", Zero, ERROR_NONE_MAPPED},
-    {"GetTempFileNameW", Zero, ERROR_FILE_EXISTS},
-    {"LoadLibraryW", Zero, ERROR_MOD_NOT_FOUND},
-    {"GetProcAddress", Zero, ERROR_PROC_NOT_FOUND},
-    {"StartServiceW", Zero, ERROR_SERVICE_DISABLED},
-    {"ControlService", Zero, ERROR_SERVICE_CANNOT_ACCEPT_CTRL},
-    {"QueryServiceStatus", Zero, ERROR_INVALID_HANDLE},
-    {"Copy", Zero, ERROR_DISK_FULL},
-    {"WriteFile", Zero, ERROR_DISK_FULL},
-    {"ReadFile", Zero, ERROR_READ_FAULT},
-    {"GetFileVersionInfo", Zero, ERROR_RESOURCE_TYPE_NOT_FOUND},
-    {"Crypt", Zero, 0x80090020}, // NTE_FAIL
-    {"Cert", Zero, 0x80092004},  // CRYPT_E_NOT_FOUND
-    {"", Zero, ERROR_ACCESS_DENIED},
+    {{"Reg", "GetNamedSecurityInfoW", "SetNamedSecurityInfoW"}, TheError, ERROR_ACCESS_DENIED},
+    {{"SetEntriesInAclW"}, TheError, ERROR_NOT_ENOUGH_MEMORY},
+    {{"WinVerifyTrust"}, TheError, 0x800B0001}, // TRUST_E_PROVIDER_UNKNOWN
+    {{"CreateFileW"}, AllOnes, ERROR_SHARING_VIOLATION},
+    {{"GetFileAttributesW"}, AllOnes, ERROR_ACCESS_DENIED},
+    {{"SetFilePointerEx", "QueryServiceStatus"}, Zero, ERROR_INVALID_HANDLE},
+    {{"SetFilePointer"}, AllOnes, ERROR_INVALID_HANDLE},
+    {{"LocalFree", "FreeSid"}, One, ERROR_INVALID_HANDLE},
+    {{"Log_Flush"}, One, ERROR_DISK_FULL},
+    {{"malloc", "LocalAlloc", "AllocateAndInitializeSid"}, Zero, ERROR_NOT_ENOUGH_MEMORY},
+    {{"LookupAccountSidW"}, Zero, ERROR_NONE_MAPPED},
+    {{"GetTempFileNameW"}, Zero, ERROR_FILE_EXISTS},
+    {{"LoadLibraryW"}, Zero, ERROR_MOD_NOT_FOUND},
+    {{"GetProcAddress"}, Zero, ERROR_PROC_NOT_FOUND},
+    {{"StartServiceW"}, Zero, ERROR_SERVICE_DISABLED},
+    {{"ControlService"}, Zero, ERROR_SERVICE_CANNOT_ACCEPT_CTRL},
+    {{"Copy", "WriteFile"}, Zero, ERROR_DISK_FULL},
+    {{"ReadFile"}, Zero, ERROR_READ_FAULT},
+    {{"GetFileVersionInfo"}, Zero, ERROR_RESOURCE_TYPE_NOT_FOUND},
+    {{"Crypt"}, Zero, 0x80090020}, // NTE_FAIL
+    {{"Cert"}, Zero, 0x80092004},  // CRYPT_E_NOT_FOUND
+    {{""}, Zero, ERROR_ACCESS_DENIED},
 };
 
 const auto& FailureOf(const std::string& import) {
-    return *std::find_if(std::begin(kFailures), std::end(kFailures),
-                         [&](const auto& row) { return import.starts_with(row.begin); });
+    return *std::ranges::find_if(kFailures, [&](const auto& row) {
+        return std::ranges::any_of(row.begins, [&](const char* begin) { return import.starts_with(begin); });
+    });
 }
 
 } // namespace
@@ -62,8 +56,8 @@ DWORD UsualError(const std::string& import) {
 
 bool IsCloser(const std::string& import) {
     constexpr const char* kVerbs[] = {"Close", "Free", "Release", "Destroy"};
-    return std::any_of(std::begin(kVerbs), std::end(kVerbs),
-                       [&](const char* verb) { return import.find(verb) != std::string::npos; });
+    return std::ranges::any_of(kVerbs,
+                               [&](const char* verb) { return import.find(verb) != std::string::npos; });
 }
 
 uint64_t Fail(const std::string& import, const Tap::Call& call, DWORD error) {

@@ -1,20 +1,15 @@
 #include "support/LogCapture.h"
 
+#include "util/Utf8.h"
+
 #include <cstdint>
 
 namespace steward::test {
 
-std::string Utf8(std::wstring_view text) {
-    std::string bytes(text.size() * 3, '\0');
-    const int written = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                            bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr);
-    bytes.resize(static_cast<size_t>(written));
-    return bytes;
-}
-
 std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view file,
                     std::wstring_view text) {
-    return std::to_string(level) + " " + Utf8(module) + " " + Utf8(file) + ": " + Utf8(text);
+    return std::to_string(level) + " " + Utf8FromWide(module) + " " + Utf8FromWide(file) + ": " +
+           Utf8FromWide(text);
 }
 
 testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected) {

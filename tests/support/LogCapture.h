@@ -16,7 +16,6 @@ namespace steward::test {
 // One line as "<level> <module tag> <file>: <text>", UTF-8, so that a failed comparison prints readably.
 using Transcript = std::vector<std::string>;
 
-std::string Utf8(std::wstring_view text);
 std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view file, std::wstring_view text);
 
 // Equal in every line and in their order; otherwise the message is the difference, line by line.

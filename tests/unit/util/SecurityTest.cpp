@@ -1,5 +1,6 @@
 #include "support/Fault.h"
 #include "support/LogCapture.h"
+#include "util/Utf8.h"
 #include "util/util_PriviRestrict.h"
 
 #include <gtest/gtest.h>
@@ -38,7 +39,7 @@ struct SecuredService {
             wchar_t* made = nullptr;
             ConvertSecurityDescriptorToStringSecurityDescriptorW(&descriptor, SDDL_REVISION_1,
                                                                  DACL_SECURITY_INFORMATION, &made, nullptr);
-            written = Utf8(made);
+            written = Utf8FromWide(made);
             LocalFree(made);
             return ERROR_SUCCESS;
         }};

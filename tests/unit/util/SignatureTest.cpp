@@ -1,5 +1,6 @@
 #include "e2e/Plugin.h"
 #include "util/Std_Utils_Signature.h"
+#include "util/Utf8.h"
 
 #include <gtest/gtest.h>
 
@@ -30,7 +31,7 @@ TEST(Signature, NameGoesIntoTheBufferAsFarAsItFits) {
         std::wstring buffer(80, L'.');
         EXPECT_EQ(ForcePreIncludeQXFile(kSigned.c_str(), buffer.data(), size, &isSigned), 0);
         std::ranges::replace(buffer, L'\0', L'0');
-        EXPECT_EQ(Utf8(buffer), Utf8(name + std::wstring(80 - std::wcslen(name), L'.')));
+        EXPECT_EQ(Utf8FromWide(buffer), Utf8FromWide(name + std::wstring(80 - std::wcslen(name), L'.')));
     }
 }
 
