@@ -38,7 +38,8 @@ lab/lab.sh versions                          the Windows versions that this mach
 lab/lab.sh version <name>                    sets one of them
 lab/lab.sh run <exe> [arguments]             runs a program in the prefix as it is, booted if need be
 lab/lab.sh on <version> <exe> [arguments]    the same on this Windows version
-lab/lab.sh test <version> <test program>     the same, and the program must say that its tests passed
+lab/lab.sh test <version> <test program>     the same, and the program must say that its tests passed; of the scenarios
+                                             program STEWARD_SCENARIOS names the file, like failures.txt
 
 STEWARD_LAB names another folder for the prefix, so that two labs can run side by side; STEWARD_LAB_LIMIT the seconds
 that one program may take.
@@ -53,12 +54,8 @@ lab_fail() {
 # A path of this machine as programs in the lab see it.
 lab_path() { printf 'Z:%s' "${1//\//\\}"; }
 
-# For the test programs: the sample packages, and the scenario file where one is named, like failures.txt.
+# For the test programs.
 STEWARD_PACKAGES=$(lab_path "$lab_root/build/product/packages")
-case ${STEWARD_SCENARIOS:-/} in
-*[/\\]*) ;;
-*) export STEWARD_SCENARIOS && STEWARD_SCENARIOS=$(lab_path "$lab_root/tests/e2e/scenarios/$STEWARD_SCENARIOS") ;;
-esac
 
 # Wine says once per start that it has no 32-bit half: that line is dropped by keeping its own loader script out of the
 # way.
@@ -208,11 +205,19 @@ lab_test() {
     local code=0 log
     log=$lab_folder/$(basename "$2" .exe).log
     lab_version "$1" || return
+    [ -z "${STEWARD_SCENARIOS:-}" ] || lab_expand "$STEWARD_SCENARIOS" "$1" || return
     STEWARD_OS=$1 lab_in_scratch "${@:2}" >"$log" 2>&1 </dev/null || code=$?
     cat "$log"
     grep -q '^\[==========\] .* ran\.' "$log" || lab_is_spoilt
     lab_passed "$log" || [ "$code" -ne 0 ] || lab_fail "$2 ended without saying that its tests passed"
     [ "$code" -eq 0 ] && lab_passed "$log"
+}
+
+# Makes a scenario file ready for a Windows version.
+lab_expand() {
+    local expanded=$lab_folder/$1
+    "$lab_root/tests/e2e/expand.py" "$lab_root/tests/e2e/scenarios/$1" "$2" >"$expanded" || return
+    export STEWARD_SCENARIOS && STEWARD_SCENARIOS=$(lab_path "$expanded")
 }
 
 lab_passed() { grep -qE '^\[  (PASSED  |SKIPPED )\] [1-9]' "$1"; }

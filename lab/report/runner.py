@@ -106,7 +106,8 @@ def run_column(lab, version, rows, done, stopped):
     """All steps on one version; where the lab does not start, none of them ran."""
     (CELLS / version).mkdir(parents=True)
     start = CELLS / version / "start.log"
-    if lab.call(start, "lab_start") != 0 or lab.call(start, "lab_version", version) != 0:
+    if any(lab.call(start, *command) != 0 for command in (
+            ["lab_start"], ["lab_version", version], ["lab_expand", SCENARIOS.name, version])):
         done.extend({"problem": f"the lab did not start: {last_line(start)}"} for _ in rows)
         return
     for number, step in enumerate(rows, 1):
@@ -126,7 +127,7 @@ def run_step(lab, version, number, step):
         problem = "" if code == 0 else f"the lab did not restart: {last_line(log)}"
     else:
         code = lab.call(log, "lab_in_scratch", str(PROGRAM), f"--gtest_filter=Scenario.{step['name']}",
-                        STEWARD_OS=version, STEWARD_SCENARIOS=windows_path(SCENARIOS),
+                        STEWARD_OS=version, STEWARD_SCENARIOS=windows_path(lab.folder / SCENARIOS.name),
                         STEWARD_CELL_REPORT=windows_path(report))
         problem = problem_of(code, log)
     result = {"seconds": round(time.monotonic() - began, 2), "problem": problem}

@@ -1,4 +1,5 @@
 // Runs the scenarios of the file that STEWARD_SCENARIOS names against the shipped DLL, each as a test.
+// expand.py made that file for this Windows version.
 //
 // Arrange    clean | platform yes|no | stop <driver>... | unregister <driver>...
 //            number <key> <name> <value> | remove <key> <name> | attributes <file> <number>
@@ -17,12 +18,11 @@
 // Machine    = <line of MachineState()>; compared with the machine's lines that begin with the same words.
 //
 // $package, $drivers, $catalogs, $services and $config stand for folders and the key of the services, $none
-// for nothing. A file's blocks "before" and "after" surround each of its scenarios.
+// for nothing.
 #include "e2e/CellReport.h"
 #include "e2e/InstalledCatalogs.h"
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
-#include "e2e/Script.h"
 #include "support/Fault.h"
 #include "unit/config/ConfigFolder.h"
 #include "util/Handles.h"
@@ -35,10 +35,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 namespace steward::test {
 
@@ -69,6 +72,37 @@ const std::map<std::wstring, uint32_t> kActions = {
 
 using Arguments = std::vector<std::wstring>;
 
+struct Line {
+    std::string place; // "<file>:<number>"
+    std::string text;
+};
+
+struct Scenario {
+    std::string name;
+    std::vector<Line> lines;
+};
+
+std::vector<Scenario> ReadScenarios(const char* path) {
+    constexpr std::string_view kBegin = "scenario ";
+    std::vector<Scenario> scenarios;
+    std::ifstream file(path == nullptr ? "" : path);
+    for (std::string line; std::getline(file, line);) {
+        const size_t end = line.find(": ");
+        const std::string text = line.substr(end + 2);
+        if (text.starts_with(kBegin)) {
+            scenarios.push_back({text.substr(kBegin.size()), {}});
+        } else {
+            scenarios.back().lines.push_back({line.substr(0, end), text});
+        }
+    }
+    return scenarios;
+}
+
+std::vector<std::string> Words(const std::string& line) {
+    std::istringstream text(line);
+    return {std::istream_iterator<std::string>(text), {}};
+}
+
 std::wstring Wide(const std::string& text) {
     return {text.begin(), text.end()};
 }
@@ -94,27 +128,20 @@ class Run : public testing::Test {
     using LookUp = ImportPatch<"GetProcAddress", decltype(GetProcAddress)>;
 
   public:
-    Run(const Script& script, const Scenario& scenario) : script_(script), scenario_(scenario) {}
+    explicit Run(const Scenario& scenario) : scenario_(scenario) {}
     ~Run() override { Mend(); }
 
     void TestBody() override {
-        if (!scenario_.applies) {
-            GTEST_SKIP();
-        }
-        Carry(script_.Block("before"));
-        Carry(script_.Expand(scenario_.lines));
-        Mend();
-        Carry(script_.Block("after"));
-    }
-
-  private:
-    void Carry(const std::vector<Line>& lines) {
-        for (const Line& line : lines) {
+        for (const Line& line : scenario_.lines) {
+            if (line.text == "skip") {
+                GTEST_SKIP();
+            }
             CarryOut(line);
         }
         Settle();
     }
 
+  private:
     [[nodiscard]] std::string Resolved(std::string line) const {
         const std::pair<std::string, std::wstring> values[] = {
             {"$package", package_},      {"$drivers", kDriversFolder},   {"$catalogs", kCatalogFolder},
@@ -146,26 +173,22 @@ class Run : public testing::Test {
     }
 
     void Command(const Line& at, const std::string& line) {
-        const testing::ScopedTrace trace(at.file.c_str(), at.number, line);
+        SCOPED_TRACE(at.place + " " + line);
         const auto words = Words(line);
-        const auto command = commands_.find(words[0]);
-        if (command == commands_.end()) {
-            ThrowAt(at, "'" + line + "' is no line of a scenario");
-        }
         rest_ = line.substr(std::min(line.size(), words[0].size() + 1));
         Arguments arguments;
         std::transform(words.begin() + 1, words.end(), std::back_inserter(arguments), Wide);
         try {
-            command->second(arguments);
+            commands_.at(words[0])(arguments);
         } catch (const std::exception& problem) {
-            ThrowAt(at, std::string(problem.what()) + ": " + line);
+            throw std::runtime_error(at.place + " " + line + ": " + problem.what());
         }
         action_ = at;
     }
 
     // Compares log and machine with what is expected after the last line.
     void Settle() {
-        const testing::ScopedTrace trace(action_.file.c_str(), action_.number, action_.text);
+        SCOPED_TRACE(action_.place + " " + action_.text);
         if (!log_.empty() && !expectedLog_.empty() && expectedLog_[0] == kWhatWentBefore) {
             expectedLog_.erase(expectedLog_.begin());
             EXPECT_FALSE(expectedLog_.empty()) << "nothing follows what went before";
@@ -225,10 +248,11 @@ class Run : public testing::Test {
     }
 
     void Fail(const Arguments& arguments) {
-        const auto words = Words(Utf8FromWide(arguments.at(0)), '@');
-        const int call = words.size() > 1 ? std::stoi(words[1]) : Fault::kEveryCall;
+        const std::string import = Utf8FromWide(arguments.at(0));
+        const size_t at = import.find('@');
+        const int call = at == std::string::npos ? Fault::kEveryCall : std::stoi(import.substr(at + 1));
         faults_.push_back(
-            std::make_unique<Fault>(plugin_->Module(), words[0], Number(arguments.at(1)), call));
+            std::make_unique<Fault>(plugin_->Module(), import.substr(0, at), Number(arguments.at(1)), call));
     }
 
     void Hold(const std::wstring& file) {
@@ -305,7 +329,6 @@ class Run : public testing::Test {
         {"report", [this](auto& state) { Report(state); }},
     };
 
-    const Script& script_;
     const Scenario& scenario_;
     std::optional<Plugin> plugin_{std::in_place};
     ConfigFolder config_;
@@ -322,27 +345,18 @@ class Run : public testing::Test {
     Transcript expectedState_;
 };
 
-void Register(const Script& script) {
-    for (const Scenario& scenario : script.Scenarios()) {
-        testing::RegisterTest("Scenario", scenario.name.text.c_str(), nullptr, nullptr,
-                              scenario.name.file.c_str(), scenario.name.number, [&]() -> testing::Test* {
-                                  return std::make_unique<Run>(script, scenario).release();
-                              });
-    }
-}
+const std::vector<Scenario> kScenarios = [] {
+    auto scenarios = ReadScenarios(std::getenv("STEWARD_SCENARIOS"));
+    ReportCell();
+    return scenarios;
+}();
 
 const bool kRegistered = [] {
-    try {
-        const char* const file = std::getenv("STEWARD_SCENARIOS");
-        static const Script script(file == nullptr ? "" : file);
-        Register(script);
-        ReportCell();
-        return true;
-    } catch (const std::exception& problem) {
-        std::fprintf(stderr, "the scenarios that STEWARD_SCENARIOS names cannot be read: %s\n",
-                     problem.what());
-        std::exit(2);
+    for (const Scenario& scenario : kScenarios) {
+        testing::RegisterTest("Scenario", scenario.name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                              [&]() -> testing::Test* { return std::make_unique<Run>(scenario).release(); });
     }
+    return true;
 }();
 
 } // namespace
