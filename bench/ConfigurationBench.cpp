@@ -3,7 +3,7 @@
 
 #include "config/SignaturePolicy.h"
 #include "config/SysConfigManager.h"
-#include "unit/config/ConfigFolder.h"
+#include "support/ConfigFolder.h"
 #include "util/Handles.h"
 
 #include <tinyxml.h>

@@ -9,8 +9,6 @@ namespace steward::test {
 
 namespace {
 
-constexpr wchar_t kPlatformKey[] = L"SOFTWARE\\Vexholm\\ORPL";
-
 constexpr const char* kLeftOut[] = {
     // They cannot fail.
     "EqualSid", "GetCurrentProcess", "GetCurrentProcessId", "GetCurrentThread", "GetCurrentThreadId",
@@ -38,14 +36,9 @@ std::vector<std::string> SweptImports(HMODULE module) {
 }
 
 PolicyOn::PolicyOn() {
-    folder_.WriteConfig(
-        "<SysConfigManager><ORPL_ALL><ORPL_CFG_SP_MODULE_LOAD>1</ORPL_CFG_SP_MODULE_LOAD></ORPL_ALL>"
-        "</SysConfigManager>");
-    WriteHKLMString(folder_.Path(), kPlatformKey, L"InstallDir");
-}
-
-PolicyOn::~PolicyOn() {
-    DeleteRegistryValue(kPlatformKey, L"InstallDir");
+    WriteConfig("<SysConfigManager><ORPL_ALL><ORPL_CFG_SP_MODULE_LOAD>1</ORPL_CFG_SP_MODULE_LOAD></ORPL_ALL>"
+                "</SysConfigManager>");
+    SetInstallDir(true);
 }
 
 void Action::Load() {
@@ -74,7 +67,7 @@ void Action::Prepare() {
         Load();
     }
     if (what_ == What::Migration) {
-        SetRegistryNumber(ServiceKey(L"qxcomm"), L"InstalledByOrpl", 0);
+        WriteHKLMDword(0, ServiceKey(L"qxcomm"), L"InstalledByOrpl");
         StopService(L"qxactmon");
         UnregisterService(L"qxactmon");
     }

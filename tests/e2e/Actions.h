@@ -2,8 +2,8 @@
 #pragma once
 
 #include "e2e/Plugin.h"
+#include "support/ConfigFolder.h"
 #include "support/ImportPatch.h"
-#include "unit/config/ConfigFolder.h"
 
 #include <functional>
 #include <optional>
@@ -60,15 +60,8 @@ class Action {
 };
 
 // The platform's folder with a configuration that switches the policy on, for one scope.
-class PolicyOn {
-  public:
+struct PolicyOn : ConfigFolder {
     PolicyOn();
-    PolicyOn(const PolicyOn&) = delete;
-    PolicyOn& operator=(const PolicyOn&) = delete;
-    ~PolicyOn();
-
-  private:
-    ConfigFolder folder_;
 };
 
 } // namespace steward::test

@@ -3,7 +3,6 @@
 #include "CallTree.h"
 #include "ServiceView.h"
 #include "e2e/Machine.h"
-#include "support/LogCapture.h"
 #include "util/Utf8.h"
 
 #include <gtest/gtest.h>
@@ -18,14 +17,6 @@ namespace steward::test {
 namespace {
 
 Json actions = Json::array(); // of the scenario at hand
-
-double Milliseconds() {
-    LARGE_INTEGER ticks;
-    LARGE_INTEGER perSecond;
-    QueryPerformanceCounter(&ticks);
-    QueryPerformanceFrequency(&perSecond);
-    return 1000.0 * static_cast<double>(ticks.QuadPart) / static_cast<double>(perSecond.QuadPart);
-}
 
 // With what only a change of the service shows.
 Json MachineNow() {
@@ -64,10 +55,14 @@ Json Tree(const std::vector<tools::LogLine>& lines) {
     return rows;
 }
 
+double Milliseconds(const tools::LogLine& line) {
+    return static_cast<double>(line.microseconds) / 1000;
+}
+
 Json Log(const std::vector<tools::LogLine>& lines) {
     Json log = Json::array();
     for (const tools::LogLine& line : lines) {
-        log.push_back({{"ms", static_cast<double>(line.microseconds) / 1000},
+        log.push_back({{"ms", Milliseconds(line)},
                        {"level", line.level},
                        {"module", line.module},
                        {"file", line.file},
@@ -100,24 +95,16 @@ class Listener : public testing::EmptyTestEventListener {
 
 } // namespace
 
-RecordedAction::RecordedAction(HMODULE plugin, const std::string& text) : began_(Milliseconds()) {
-    actions.push_back(
-        {{"text", text}, {"code", nullptr}, {"ms", 0}, {"tree", Json::array()}, {"log", Json::array()}});
-    flush_.emplace(plugin, [this](void* handle, const wchar_t* module, uint32_t level, const wchar_t* file,
-                                  uint32_t line, const wchar_t* message, uint32_t bytes) {
-        const std::wstring_view units(message == nullptr ? L"" : message, bytes / sizeof(wchar_t));
-        lines_.push_back({static_cast<int64_t>(1000 * (Milliseconds() - began_)), level, Utf8FromWide(module),
-                          Utf8FromWide(file), line, Utf8FromWide(units)});
-        return flush_->Original(handle, module, level, file, line, message, bytes);
-    });
-}
-
-void RecordedAction::Answered(uint32_t code) {
-    Json& action = actions.back();
-    action["code"] = CodeInDigits(code);
-    action["ms"] = Milliseconds() - began_;
-    action["tree"] = Tree(lines_);
-    action["log"] = Log(lines_);
+void RecordAction(const std::string& text, uint32_t code, std::vector<tools::LogLine> lines) {
+    const int64_t began = lines.empty() ? 0 : lines.front().microseconds;
+    for (tools::LogLine& line : lines) {
+        line.microseconds -= began;
+    }
+    actions.push_back({{"text", text},
+                       {"code", CodeInDigits(code)},
+                       {"ms", lines.empty() ? 0 : Milliseconds(lines.back())},
+                       {"tree", Tree(lines)},
+                       {"log", Log(lines)}});
 }
 
 void ReportCell() {

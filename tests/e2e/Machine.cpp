@@ -80,15 +80,8 @@ std::string VersionOf(const std::wstring& path) {
     return identity ? identity->version : fs::exists(path) ? "none" : "absent";
 }
 
-void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32_t value) {
-    WriteHKLMDword(value, key, name);
-}
-
 void DeleteRegistryValue(const std::wstring& key, const std::wstring& name) {
-    RegKey open;
-    if (open.Open(HKEY_LOCAL_MACHINE, key.c_str(), KEY_ALL_ACCESS) == ERROR_SUCCESS) {
-        open.DeleteValue(name.c_str());
-    }
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name.c_str());
 }
 
 std::wstring ServiceKey(const std::wstring& driver) {
@@ -183,9 +176,7 @@ void RemoveDrivers() {
         UnregisterService(driver);
         DeleteFileW((kDriversFolder + driver + L".sys").c_str());
         DeleteFileW((kCatalogFolder + driver + L".cat").c_str());
-        RegKey services;
-        services.Open(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services", KEY_ALL_ACCESS);
-        services.RecurseDeleteKey(driver.c_str());
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, ServiceKey(driver).c_str());
     }
     for (const std::wstring& leftover : RenamedFiles()) {
         DeleteFileW(leftover.c_str());

@@ -17,7 +17,6 @@ inline const std::wstring kDriversFolder = L"C:\\windows\\system32\\drivers\\";
 std::string ServiceState(const std::wstring& name); // "running", "stopped", "absent" or a number
 std::string VersionOf(const std::wstring& path);    // "5.5.0.1256", "absent" or "none"
 
-void SetRegistryNumber(const std::wstring& key, const std::wstring& name, uint32_t value);
 void DeleteRegistryValue(const std::wstring& key, const std::wstring& name);
 std::wstring ServiceKey(const std::wstring& driver);
 

@@ -29,6 +29,8 @@ class Plugin {
     // The log lines since the last call; file names that the system made replaced by "<temporary>", those
     // that the plug-in made by "<driver and four digits>".
     Transcript Log();
+    // The same lines, whole.
+    [[nodiscard]] const std::vector<tools::LogLine>& Lines() const { return capture_->Lines(); }
 
   private:
     // Fails the test when the DLL closes a predefined key, which would be closed for the whole process. As

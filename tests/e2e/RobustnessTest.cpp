@@ -25,7 +25,7 @@ class Robustness : public testing::Test {
     Robustness() {
         RemoveDrivers();
         UnregisterService(L"ORPL");
-        DeleteRegistryValue(L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir"); // of a run that was ended
+        ConfigFolder().SetInstallDir(false); // of a run that was ended
     }
     ~Robustness() override { RemoveDrivers(); }
 

@@ -20,16 +20,21 @@
 // $package, $drivers, $catalogs, $services and $config stand for folders and the key of the services, $none
 // for nothing.
 #include "e2e/CellReport.h"
-#include "e2e/InstalledCatalogs.h"
 #include "e2e/Machine.h"
 #include "e2e/Plugin.h"
+#include "support/ConfigFolder.h"
 #include "support/Fault.h"
-#include "unit/config/ConfigFolder.h"
 #include "util/Handles.h"
 #include "util/RegKey.h"
 #include "util/Utf8.h"
 
 #include <gmock/gmock.h>
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <mscat.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -51,20 +56,16 @@ namespace {
 
 const std::wstring kCopiedPackage = L"C:\\package\\";
 constexpr char kWhatWentBefore[] = "...";
-constexpr wchar_t kPlatformKey[] = L"SOFTWARE\\Vexholm\\ORPL";
 
-struct Source {
-    const wchar_t* module;
-    const wchar_t* file;
-};
-const std::map<char, Source> kSources = {
-    {'d', {L"System Driver Installation", L"driverSteward.cpp"}},
-    {'m', {L"System Driver Installation", L"drivermanage.cpp"}},
-    {'i', {L"System Driver Installation", L"drvinstance.cpp"}},
-    {'f', {L"Util COMMON", L"Std_Utils_File.cpp"}},
-    {'p', {L"Util COMMON", L"util_PriviRestrict.cpp"}},
-    {'c', {L"Util COMMON", L"util_OrplDataCrypto.cpp"}},
-    {'s', {L"Core Config Repository", L"core\\coreConfigRepository\\SysConfigManager.cpp"}},
+// Module tag and file of log lines.
+const std::map<char, std::string> kSources = {
+    {'d', "System Driver Installation driverSteward.cpp: "},
+    {'m', "System Driver Installation drivermanage.cpp: "},
+    {'i', "System Driver Installation drvinstance.cpp: "},
+    {'f', "Util COMMON Std_Utils_File.cpp: "},
+    {'p', "Util COMMON util_PriviRestrict.cpp: "},
+    {'c', "Util COMMON util_OrplDataCrypto.cpp: "},
+    {'s', "Core Config Repository core\\coreConfigRepository\\SysConfigManager.cpp: "},
 };
 
 const std::map<std::wstring, uint32_t> kActions = {
@@ -123,6 +124,24 @@ void CopyFromPackage(const Arguments& arguments) {
     fs::copy_file(source, arguments.at(1) / source.filename(), fs::copy_options::overwrite_existing);
 }
 
+// The catalogs of a package in the system's catalog database, or none of the drivers'.
+void InstallCatalogs(const std::wstring& package) {
+    HCATADMIN admin = nullptr;
+    CryptCATAdminAcquireContext(&admin, nullptr, 0);
+    for (const std::wstring& driver : kDrivers) {
+        std::wstring name = driver + L".cat";
+        std::wstring path = Package(package) + name;
+        if (package.empty()) {
+            CryptCATAdminRemoveCatalog(admin, name.c_str(), 0);
+        } else {
+            const HCATINFO added = CryptCATAdminAddCatalog(admin, path.data(), name.data(), 0);
+            EXPECT_NE(added, nullptr) << GetLastError();
+            CryptCATAdminReleaseCatalogContext(admin, added, 0);
+        }
+    }
+    CryptCATAdminReleaseContext(admin, 0);
+}
+
 class Run : public testing::Test {
     using Clock = ImportPatch<"GetTickCount", decltype(GetTickCount)>;
     using LookUp = ImportPatch<"GetProcAddress", decltype(GetProcAddress)>;
@@ -159,9 +178,7 @@ class Run : public testing::Test {
         const bool isLog =
             line.size() > 2 && kSources.contains(line[0]) && isdigit(line[1]) && line[2] == ' ';
         if (isLog) {
-            const auto& [module, file] = kSources.at(line[0]);
-            expectedLog_.push_back(
-                LogLine(static_cast<uint32_t>(line[1] - '0'), module, file, Wide(line.substr(3))));
+            expectedLog_.push_back(line.substr(1, 2) + kSources.at(line[0]) + line.substr(3));
         } else if (line == kWhatWentBefore) {
             expectedLog_.push_back(line);
         } else if (line.starts_with("= ")) {
@@ -218,10 +235,9 @@ class Run : public testing::Test {
         plugin_->Log();
         const auto action = kActions.find(arguments.at(0));
         package_ = arguments.at(1).find(L':') == std::wstring::npos ? Package(arguments[1]) : arguments[1];
-        RecordedAction recorded(plugin_->Module(), rest_);
         const uint32_t result = plugin_->Act(action == kActions.end() ? Number(arguments[0]) : action->second,
                                              package_, arguments.size() > 2 ? Number(arguments[2]) : 2);
-        recorded.Answered(result);
+        RecordAction(rest_, result, plugin_->Lines());
         log_ = plugin_->Log();
         const std::string last = log_.empty() ? "" : log_.back();
         const size_t said = last.find("asStatus = 0x");
@@ -237,9 +253,8 @@ class Run : public testing::Test {
 
     void Report(const Arguments& arguments) {
         plugin_->Log();
-        RecordedAction recorded(plugin_->Module(), "report");
         const DriverStateReport report = plugin_->Report();
-        recorded.Answered(report.state);
+        RecordAction("report", report.state, plugin_->Lines());
         log_ = plugin_->Log();
         EXPECT_EQ(report.report_tag, 0x22000100U);
         EXPECT_EQ(report.valid, 1U);
@@ -289,14 +304,6 @@ class Run : public testing::Test {
         clock_ = std::make_unique<Clock>(plugin_->Module(), [ticks] { return ticks; });
     }
 
-    void SetInstallDir(bool isThere) const {
-        if (isThere) {
-            WriteHKLMString(config_.Path(), kPlatformKey, L"InstallDir");
-        } else {
-            DeleteRegistryValue(kPlatformKey, L"InstallDir");
-        }
-    }
-
     void Reload() {
         Mend();
         clock_.reset();
@@ -304,11 +311,11 @@ class Run : public testing::Test {
     }
 
     const std::map<std::string, std::function<void(const Arguments&)>> commands_ = {
-        {"clean", [](auto&) { RemoveDrivers(), InstalledCatalogs::Remove(); }},
+        {"clean", [](auto&) { RemoveDrivers(), InstallCatalogs(L""); }},
         {"platform", [](auto& to) { to.at(0) == L"yes" ? RegisterPlatform() : UnregisterService(L"ORPL"); }},
         {"stop", [](auto& services) { std::ranges::for_each(services, StopService); }},
         {"unregister", [](auto& services) { std::ranges::for_each(services, UnregisterService); }},
-        {"number", [](auto& of) { SetRegistryNumber(of.at(0), of.at(1), Number(of.at(2))); }},
+        {"number", [](auto& of) { WriteHKLMDword(Number(of.at(2)), of.at(0), of.at(1)); }},
         {"remove", [](auto& of) { DeleteRegistryValue(of.at(0), of.at(1)); }},
         {"copy", CopyFromPackage},
         {"package", CopyPackage},
@@ -316,14 +323,14 @@ class Run : public testing::Test {
         {"delete", [](auto& file) { DeleteFileW(file.at(0).c_str()); }},
         {"hold", [this](auto& file) { Hold(file.at(0)); }},
         {"client", [this](auto& name) { OpenMailslot(name.at(0)); }},
-        {"catalogs", [this](auto& of) { catalogs_.emplace(Package(of.at(0))); }},
+        {"catalogs", [](auto& of) { InstallCatalogs(of.at(0)); }},
         {"given", [this](auto& action) { Given(action); }},
         {"fail", [this](auto& call) { Fail(call); }},
         {"refuse", [this](auto& function) { Refuse(Utf8FromWide(function.at(0))); }},
         {"mend", [this](auto&) { Mend(); }},
         {"ticks", [this](auto& count) { StopClock(Number(count.at(0))); }},
         {"config", [this](auto&) { config_.WriteConfig(rest_); }},
-        {"installdir", [this](auto& to) { SetInstallDir(to.at(0) == L"yes"); }},
+        {"installdir", [this](auto& to) { config_.SetInstallDir(to.at(0) == L"yes"); }},
         {"reload", [this](auto&) { Reload(); }},
         {"act", [this](auto& action) { Act(action); }},
         {"report", [this](auto& state) { Report(state); }},
@@ -332,7 +339,6 @@ class Run : public testing::Test {
     const Scenario& scenario_;
     std::optional<Plugin> plugin_{std::in_place};
     ConfigFolder config_;
-    std::optional<InstalledCatalogs> catalogs_;
     std::vector<FileHandle> held_;
     std::vector<std::unique_ptr<Fault>> faults_;
     std::unique_ptr<LookUp> lookUp_;

@@ -105,6 +105,7 @@ class Sweep : public testing::TestWithParam<What> {
     // as a holder once more.
     void RunAgain(const std::string& disturbed = "") {
         action_.Load();
+        action_.Stop(); // a migration started them
         uint32_t result = action_.Run();
         // An uninstallation that ended behind a removed driver goes no further: install, then uninstall.
         if (GetParam() == What::Uninstall && result == DS_FAILED_BATCH_ABORTED) {

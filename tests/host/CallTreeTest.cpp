@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <regex>
+
 namespace steward::test {
 
 using namespace steward::tools;
@@ -14,25 +16,13 @@ struct TreeCase {
     size_t unreadable = 0;
 };
 
-// A line "07.123 text" becomes a whole record; others stand as they are.
-static std::string Expanded(std::string_view text) {
-    std::string log;
-    while (!text.empty()) {
-        const size_t end = std::min(text.find('\n'), text.size());
-        std::string line(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-        const size_t blank = line.find(' ');
-        if (line[0] != '2' && blank != std::string::npos) {
-            const bool leveled = line[blank + 2] == '|';
-            log += "2026-11-25 02:54:" + line.substr(0, blank) + " " +
-                   (leveled ? line.substr(blank + 1, 1) : "2") +
-                   " System Driver Installation driverSteward.cpp:93 " +
-                   line.substr(blank + (leveled ? 3 : 1)) + "\r\n";
-        } else {
-            log += line + "\n";
-        }
-    }
-    return log;
+// A line "07.123 text" becomes a whole record, with the level in front of a "|"; others stand as they are.
+static std::string Expanded(const std::string& text) {
+    const std::regex plain("(^|\n)(\\d\\d\\.\\d+) (?!\\d\\|)");
+    const std::regex leveled("(^|\n)(\\d\\d\\.\\d+) (\\d)\\|([^\n]*)");
+    return std::regex_replace(std::regex_replace(text, plain, "$1$2 2|"), leveled,
+                              "$01"
+                              "2026-11-25 02:54:$2 $3 System Driver Installation driverSteward.cpp:93 $4\r");
 }
 
 TEST(CallTree, ShowsCallsTimesAndFailures) {

@@ -3,6 +3,7 @@
 #include "support/ToolRun.h"
 
 #include "e2e/Machine.h"
+#include "support/ConfigFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -157,7 +158,7 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     MakePackages();
     RemoveDrivers();
     UnregisterService(L"ORPL"); // without the platform: its sections and its policy
-    DeleteRegistryValue(L"SOFTWARE\\Vexholm\\ORPL", L"InstallDir");
+    ConfigFolder().SetInstallDir(false);
     const std::wstring tooLong = L" C:\\pk\\" + std::wstring(224, L'x');
     const MachineCase cases[] = {
         {L"status", 0, {"none present", "not installed", "code 100", "restart   none"}},
@@ -220,6 +221,14 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
         EXPECT_EQ(MachineState() != before, each.changes);
     }
     RemoveDrivers();
+}
+
+// Fault: a value forges a line of the log, or hides a part of one.
+TEST(Host, LogsARecordInOneLine) {
+    RunTool(L"stewardHost.exe",
+            L"--force install \"C:\\new\r\n2026\x1b[31m\t\x7f\x85\u2028 \u263a\" --log C:\\one.log");
+    EXPECT_THAT(ReadWholeFile(L"C:\\one.log"),
+                testing::HasSubstr("for C:\\new<0D><0A>2026<1B>[31m<09><7F><85><2028> \xE2\x98\xBA\\"));
 }
 
 // Faults: an example that does not look at every null, tell a failure from a success, or ask for the restart.

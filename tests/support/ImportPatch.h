@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <type_traits>
 #include <utility>
 
 namespace steward::test {
@@ -27,25 +28,25 @@ template <ImportName Name, typename Signature> class ImportPatch;
 template <ImportName Name, typename R, typename... A> class ImportPatch<Name, R(A...)> {
   public:
     ImportPatch(HMODULE module, std::function<R(A...)> replacement)
-        : slot_(FindImportSlot(module, Name.text)), outer_(std::exchange(current_, std::move(replacement))),
-          original_(reinterpret_cast<R (*)(A...)>(ExchangeImport(slot_, reinterpret_cast<void*>(&Thunk)))) {}
-    ImportPatch(const ImportPatch&) = delete;
-    ImportPatch& operator=(const ImportPatch&) = delete;
-    ~ImportPatch() {
-        ExchangeImport(slot_, reinterpret_cast<void*>(original_));
-        current_ = std::move(outer_);
-    }
+        : replacement_(std::move(replacement)), tap_(module, Name.text, [this](const Tap::Call& call) {
+              return Answer(call, std::index_sequence_for<A...>());
+          }) {}
 
     // What would be called without this patch: the one around it, or the function itself.
-    R Original(A... arguments) const { return outer_ ? outer_(arguments...) : original_(arguments...); }
+    R Original(A... arguments) const { return reinterpret_cast<R (*)(A...)>(tap_.Original())(arguments...); }
 
   private:
-    static R Thunk(A... arguments) { return current_(arguments...); }
+    // Integers and pointers, as they travel in registers.
+    template <size_t... I> uint64_t Answer(const Tap::Call& call, std::index_sequence<I...>) const {
+        if constexpr (std::is_void_v<R>) {
+            return replacement_((A)call.arguments[I]...), 0;
+        } else {
+            return (uint64_t)replacement_((A)call.arguments[I]...);
+        }
+    }
 
-    static inline std::function<R(A...)> current_;
-    void** slot_;
-    std::function<R(A...)> outer_;
-    R (*original_)(A...);
+    std::function<R(A...)> replacement_;
+    Tap tap_;
 };
 
 } // namespace steward::test

@@ -2,14 +2,14 @@
 
 #include "util/Utf8.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 
 namespace steward::test {
 
-std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view file,
-                    std::wstring_view text) {
-    return std::to_string(level) + " " + Utf8FromWide(module) + " " + Utf8FromWide(file) + ": " +
-           Utf8FromWide(text);
+std::string TextOf(const tools::LogLine& line) {
+    return std::to_string(line.level) + " " + line.module + " " + line.file + ": " + line.message;
 }
 
 testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected) {
@@ -32,19 +32,29 @@ std::string Joined(const Transcript& lines, const char* separator) {
 LogCapture::LogCapture(HMODULE module, uint32_t threshold)
     : level_(module, [threshold](void*, const wchar_t*) { return threshold; }),
       flush_(module,
-             [this](void*, const wchar_t* tag, uint32_t level, const wchar_t* file, uint32_t,
+             [this](void*, const wchar_t* tag, uint32_t level, const wchar_t* file, uint32_t number,
                     const wchar_t* text, uint32_t bytes) -> uint32_t {
+                 const std::chrono::duration<int64_t, std::micro> now =
+                     std::chrono::duration_cast<std::chrono::microseconds>(
+                         std::chrono::steady_clock::now().time_since_epoch());
                  const std::wstring_view message(text == nullptr ? L"" : text, bytes / sizeof(wchar_t));
-                 lines_.push_back(LogLine(level, tag, file, message));
+                 lines_.push_back({now.count(), level, Utf8FromWide(tag), Utf8FromWide(file), number,
+                                   Utf8FromWide(message)});
                  // The library may change last-error; the system must not let that through.
                  SetLastError(0xDEAD);
                  return 0;
              }) {}
 
+Transcript LogCapture::Take() {
+    Transcript texts;
+    std::ranges::transform(std::exchange(lines_, {}), std::back_inserter(texts), TextOf);
+    return texts;
+}
+
 std::string LogCapture::TakeTexts() {
     std::string texts;
-    for (const std::string& line : Take()) {
-        texts += line.substr(0, line.find(' ')) + line.substr(line.find(": ") + 1) + "\n";
+    for (const tools::LogLine& line : std::exchange(lines_, {})) {
+        texts += std::to_string(line.level) + " " + line.message + "\n";
     }
     return texts;
 }

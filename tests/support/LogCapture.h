@@ -1,6 +1,7 @@
 // Catches the log lines that a module hands to traceSink.dll.
 #pragma once
 
+#include "LogReader.h"
 #include "support/ImportPatch.h"
 
 #include "traceSink.h"
@@ -16,7 +17,7 @@ namespace steward::test {
 // One line as "<level> <module tag> <file>: <text>", UTF-8, so that a failed comparison prints readably.
 using Transcript = std::vector<std::string>;
 
-std::string LogLine(uint32_t level, std::wstring_view module, std::wstring_view file, std::wstring_view text);
+std::string TextOf(const tools::LogLine& line);
 
 // Equal in every line and in their order; otherwise the message is the difference, line by line.
 testing::AssertionResult SameTranscript(const Transcript& actual, const Transcript& expected);
@@ -27,13 +28,14 @@ class LogCapture {
   public:
     explicit LogCapture(HMODULE module = GetModuleHandleW(nullptr), uint32_t threshold = 1);
 
+    [[nodiscard]] const std::vector<tools::LogLine>& Lines() const { return lines_; }
     // The lines so far; the capture starts over.
-    Transcript Take() { return std::exchange(lines_, {}); }
+    Transcript Take();
     // The same as one text without module tag and file, for tables: "<level> <text>\n" for each line.
     std::string TakeTexts();
 
   private:
-    Transcript lines_;
+    std::vector<tools::LogLine> lines_;
     ImportPatch<"Log_GetLogLevel", decltype(Log_GetLogLevel)> level_;
     ImportPatch<"Log_Flush", decltype(Log_Flush)> flush_;
 };

@@ -48,7 +48,7 @@ std::vector<Import> ImportsOf(HMODULE module) {
     return imports;
 }
 
-void** FindImportSlot(HMODULE module, const std::string& name) {
+static void** FindImportSlot(HMODULE module, const std::string& name) {
     for (const Import& import : ImportsOf(module)) {
         if (import.name == name) {
             return import.slot;
@@ -57,7 +57,7 @@ void** FindImportSlot(HMODULE module, const std::string& name) {
     throw std::runtime_error("the module does not import " + name);
 }
 
-void* ExchangeImport(void** slot, void* function) {
+static void* ExchangeImport(void** slot, void* function) {
     DWORD protection = 0;
     VirtualProtect(static_cast<void*>(slot), sizeof *slot, PAGE_READWRITE, &protection);
     void* const before = std::exchange(*slot, function);

@@ -18,9 +18,6 @@ struct Import {
     void** slot; // of the import address table
 };
 std::vector<Import> ImportsOf(HMODULE module);
-// Throws when the module does not import it: a patch that does nothing must not look like one that works.
-void** FindImportSlot(HMODULE module, const std::string& name);
-void* ExchangeImport(void** slot, void* function);
 
 class Tap {
   public:
@@ -32,6 +29,7 @@ class Tap {
     };
     using Around = std::function<uint64_t(const Call&)>; // what the module gets for an answer
 
+    // Throws when the module does not import it: a patch that does nothing must not look like one that works.
     Tap(HMODULE module, const std::string& import, Around around);
     Tap(const Tap&) = delete;
     Tap& operator=(const Tap&) = delete;
@@ -40,6 +38,7 @@ class Tap {
     uint64_t Answer(const std::array<uint64_t, 12>& arguments) const {
         return around_({arguments, original_});
     }
+    [[nodiscard]] void* Original() const { return original_; }
 
   private:
     Around around_;

@@ -44,7 +44,7 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
     self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
     const auto tool = std::filesystem::path(self).replace_filename(program);
     const auto folder = std::filesystem::temp_directory_path();
-    const auto suffix = std::to_wstring(GetCurrentProcessId());
+    const auto suffix = std::to_wstring(GetCurrentThreadId());
     const auto input = folder / (L"input" + suffix);
     const auto output = folder / (L"output" + suffix);
     const auto errors = folder / (L"errors" + suffix);
@@ -79,9 +79,10 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
     }
     run.output = ReadWholeFile(output.wstring());
     run.errors = ReadWholeFile(errors.wstring());
-    std::filesystem::remove(input);
-    std::filesystem::remove(output);
-    std::filesystem::remove(errors);
+    for (const auto& file : {input, output, errors}) {
+        std::error_code ignored; // a tool that runs at the same time may have inherited it
+        std::filesystem::remove(file, ignored);
+    }
     return run;
 }
 

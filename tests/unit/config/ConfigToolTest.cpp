@@ -1,12 +1,13 @@
 // Runs the real stewardConfig.exe, which lies beside the test.
-#include "ConfigFolder.h"
+#include "support/ConfigFolder.h"
 #include "util/Handles.h"
-#include "util/RegKey.h"
 #include "util/Utf8.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 #include <sddl.h>
+
+#include <thread>
 
 namespace steward::test {
 
@@ -14,7 +15,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr wchar_t kPlatformKey[] = L"SOFTWARE\\Vexholm\\ORPL";
 constexpr char kDocument[] =
     "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\r\n<SysConfigManager>\n    <G>\n"
     "        <k>old \xE2\x98\xBA</k>\n"
@@ -25,32 +25,14 @@ constexpr char kDocument[] =
 class ConfigTool : public testing::Test {
   protected:
     ConfigTool() {
-        WriteHKLMString(folder_.Path(), kPlatformKey, L"InstallDir");
+        folder_.SetInstallDir(true);
         folder_.WriteConfig(kDocument);
     }
-    ~ConfigTool() override { RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kPlatformKey, L"InstallDir"); }
 
     // The exit code and all that was written.
     static std::string Run(const std::wstring& arguments, const ToolStreams& streams = {}) {
         const ToolRun run = RunTool(L"stewardConfig.exe", arguments, streams);
         return std::to_string(run.exitCode) + " " + run.output + run.errors;
-    }
-
-    // The process, at work.
-    static FileHandle Start(const std::wstring& arguments) {
-        STARTUPINFOW start{};
-        start.cb = sizeof start;
-        PROCESS_INFORMATION started{};
-        std::wstring line = L"\"" + Tool().wstring() + L"\" " + arguments;
-        CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &start, &started);
-        CloseHandle(started.hThread);
-        return FileHandle(started.hProcess);
-    }
-
-    static std::filesystem::path Tool() {
-        wchar_t self[MAX_PATH];
-        GetModuleFileNameW(nullptr, self, MAX_PATH);
-        return std::filesystem::path(self).replace_filename(L"stewardConfig.exe");
     }
 
     // The access list of a file as text, "D:...", and its attributes.
@@ -131,7 +113,6 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
 
 // Faults: an access list that a change drops; secrets that others may read; one of two changes at once lost.
 TEST_F(ConfigTool, ChangesNothingButTheContent) {
-    std::vector<std::byte> list;
     void* descriptor = nullptr;
     ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FR;;;WD)",
                                                          SDDL_REVISION_1, &descriptor, nullptr);
@@ -146,13 +127,11 @@ TEST_F(ConfigTool, ChangesNothingButTheContent) {
     EXPECT_EQ(AccessOf(L"system_config.cfg"), access);
     EXPECT_THAT(AccessOf(L"out.xml"), Not(HasSubstr(";WD)")));
 
-    std::vector<FileHandle> writers;
+    std::vector<std::jthread> writers;
     for (const wchar_t* const key : {L"k1", L"k2", L"k3", L"k4"}) {
-        writers.push_back(Start(std::wstring(L"set --create --wait 60 G ") + key + L" v"));
+        writers.emplace_back([key] { Run(std::wstring(L"set --create --wait 60 G ") + key + L" v"); });
     }
-    for (const FileHandle& writer : writers) {
-        WaitForSingleObject(writer.Get(), INFINITE);
-    }
+    writers.clear();
     const std::string all = Run(L"list");
     for (const char* const key : {"\tk1\t", "\tk2\t", "\tk3\t", "\tk4\t"}) {
         EXPECT_THAT(all, HasSubstr(key));
@@ -161,7 +140,10 @@ TEST_F(ConfigTool, ChangesNothingButTheContent) {
 
 // Fault: a tool that does not start where the platform's libraries are missing.
 TEST_F(ConfigTool, NeedsNoOtherFile) {
-    std::filesystem::copy_file(Tool(), L"alone.exe");
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    std::filesystem::copy_file(std::filesystem::path(self).replace_filename(L"stewardConfig.exe"),
+                               L"alone.exe");
     const ToolRun run = RunTool(folder_.File(L"alone.exe"), L"get G k");
     EXPECT_EQ(run.output + run.errors, "old \xE2\x98\xBA\n");
 }
@@ -226,7 +208,7 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     SetFileAttributesW(L"system_config.cfg", FILE_ATTRIBUTE_READONLY);
     refuses(L"set G k new", "1", "is read-only; take that off");
     SetFileAttributesW(L"system_config.cfg", FILE_ATTRIBUTE_NORMAL);
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kPlatformKey, L"InstallDir");
+    folder_.SetInstallDir(false);
     refuses(L"list", "1", "cannot be read; name the configuration file with --file");
 }
 

@@ -1,6 +1,6 @@
 #include "config/util_OrplDataCrypto.h"
 
-#include "ConfigFolder.h"
+#include "support/ConfigFolder.h"
 #include "support/Fault.h"
 #include "support/LogCapture.h"
 

@@ -1,9 +1,9 @@
 // What is made of a text: nodes, settings, a refusal.
 #include "config/ConfigDocument.h"
 
-#include "ConfigFolder.h"
 #include "config/ParserLimits.h"
 #include "config/SignaturePolicy.h"
+#include "support/ConfigFolder.h"
 #include "support/Fault.h"
 
 #include <gtest/gtest.h>

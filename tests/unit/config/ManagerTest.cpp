@@ -1,6 +1,6 @@
 #include "config/SysConfigManager.h"
 
-#include "ConfigFolder.h"
+#include "support/ConfigFolder.h"
 #include "support/Fault.h"
 #include "support/LogCapture.h"
 #include "util/Log.h"

@@ -1,5 +1,4 @@
 #include "support/Fault.h"
-#include "support/LogCapture.h"
 #include "support/ToolRun.h"
 #include "util/Std_Utils_File.h"
 
@@ -19,7 +18,6 @@ const HMODULE kSelf = GetModuleHandleW(nullptr);
 // The files' contents; null for none.
 void Start(const char* source, const char* destination) {
     for (const auto& [path, content] : {std::pair(kSource, source), {kDestination, destination}}) {
-        SetFileAttributesW(path, FILE_ATTRIBUTE_NORMAL);
         DeleteFileW(path);
         if (content != nullptr) {
             std::ofstream(std::filesystem::path(path)) << content;
@@ -31,33 +29,10 @@ std::string Contents() {
     return ReadWholeFile(kSource) + "," + ReadWholeFile(kDestination);
 }
 
-struct FileTest : testing::Test {
-    ~FileTest() override { Start(nullptr, nullptr); }
-};
-
 } // namespace
 
-// Faults: the attributes are reset unasked or without need; one of the three is no reason.
-TEST_F(FileTest, MoveResetsAttributesWhenAskedTo) {
-    for (const auto& [attributes, asked, reset] : {std::tuple(FILE_ATTRIBUTE_READONLY, false, false),
-                                                   {FILE_ATTRIBUTE_READONLY, true, true},
-                                                   {FILE_ATTRIBUTE_HIDDEN, true, true},
-                                                   {FILE_ATTRIBUTE_SYSTEM, true, true},
-                                                   {FILE_ATTRIBUTE_ARCHIVE, true, false}}) {
-        SCOPED_TRACE(attributes);
-        Start("new", nullptr);
-        SetFileAttributesW(kSource, static_cast<DWORD>(attributes));
-        LogCapture log;
-        EXPECT_TRUE(MoveFileWithFallback(kSource, kDestination, 0, asked));
-        EXPECT_EQ(log.TakeTexts(),
-                  reset ? "2 Reset file attributes to FILE_ATTRIBUTE_NORMAL: C:\\test.bin\n" : "");
-        EXPECT_EQ(Contents(), ",new");
-        EXPECT_EQ((GetFileAttributesW(kDestination) & FILE_ATTRIBUTE_READONLY) != 0, !asked);
-    }
-}
-
 // A path without a drive lies on another drive than one with a drive.
-TEST_F(FileTest, MoveFallsBackWithoutTheExtendedMove) {
+TEST(File, MoveFallsBackWithoutTheExtendedMove) {
     SetCurrentDirectoryW(L"C:\\");
     const wchar_t* const same = L"c:\\test.moved";
     const wchar_t* const other = L"test.moved";
@@ -92,6 +67,7 @@ TEST_F(FileTest, MoveFallsBackWithoutTheExtendedMove) {
         EXPECT_EQ(Contents(), each.after);
         EXPECT_EQ(split.Calls() == 0, each.destination == nullptr);
     }
+    Start(nullptr, nullptr);
 }
 
 } // namespace steward::test

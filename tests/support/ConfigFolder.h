@@ -37,6 +37,9 @@ class ConfigFolder {
         return std::distance(std::filesystem::directory_iterator(path_), {});
     }
 
+    // Whether the registry names it as the platform's, until the end.
+    void SetInstallDir(bool isPlatforms) const;
+
   private:
     std::wstring path_;
 };

@@ -1,4 +1,6 @@
-#include "ConfigFolder.h"
+#include "support/ConfigFolder.h"
+
+#include "util/RegKey.h"
 
 #include <windows.h>
 
@@ -40,7 +42,16 @@ ConfigFolder::ConfigFolder()
     fs::current_path(path_);
 }
 
+void ConfigFolder::SetInstallDir(bool isPlatforms) const {
+    constexpr wchar_t kKey[] = L"SOFTWARE\\Vexholm\\ORPL";
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kKey, L"InstallDir");
+    if (isPlatforms) {
+        WriteHKLMString(path_, kKey, L"InstallDir");
+    }
+}
+
 ConfigFolder::~ConfigFolder() {
+    SetInstallDir(false);
     std::error_code ignored;
     fs::current_path(L"C:\\", ignored);
     fs::remove_all(path_, ignored);
