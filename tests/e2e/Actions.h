@@ -64,4 +64,7 @@ struct PolicyOn : ConfigFolder {
     PolicyOn();
 };
 
+// Keeps what is seen in a file of the folder that the program was started in; the next one must see the same.
+void ExpectAsBefore(const std::wstring& file, const Transcript& machine);
+
 } // namespace steward::test

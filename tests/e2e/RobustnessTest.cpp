@@ -74,30 +74,20 @@ TEST_F(Robustness, SaysWhoItIs) {
 TEST_F(Robustness, BadInputIsAnswered) {
     Plugin plugin;
     const std::wstring good = Package(L"v1");
-    const std::wstring nowhere = L"C:\\no such folder";
+    const DrvInfo works = Record(INSTALL, good);
+    const DrvInfo aborts = Record(INSTALL, L"C:\\no such folder");
+    const DrvInfo fails = Record(UPDATE, good, 0);
+    const DrvInfo unknown = Record(99, good);
+    const DrvInfo endless = Record(INSTALL, std::wstring(DRV_INFO_PATH_UNITS, L'x'));
+    const DrvInfo ofNothing = Record(UPDATE, L"", COMPARE_UNKNOWN);
     const std::tuple<const char*, std::vector<DrvInfo>, uint32_t, bool> cases[] = {
-        {"unknown action ends nothing", {Record(7, good), Record(INSTALL, good)}, DS_SUCCESS, true},
-        {"earlier failures are not reported",
-         {Record(UPDATE, good, 0), Record(99, good)},
-         DS_UNSUPPORTED_REQUEST,
-         false},
-        {"failed record ends the batch",
-         {Record(INSTALL, nowhere), Record(INSTALL, good)},
-         DS_FAILED_BATCH_ABORTED,
-         false},
-        {"earlier work stays",
-         {Record(INSTALL, good), Record(INSTALL, nowhere), Record(UNINSTALL, good)},
-         DS_FAILED_BATCH_ABORTED,
-         true},
-        {"another failure does not end the batch",
-         {Record(UPDATE, good, 1000), Record(INSTALL, good)},
-         DS_SUCCESS,
-         true},
-        {"path without terminator",
-         {Record(INSTALL, std::wstring(DRV_INFO_PATH_UNITS, L'x'))},
-         DS_FAILED_BATCH_ABORTED,
-         false},
-        {"empty path", {Record(UPDATE, L"", COMPARE_UNKNOWN)}, DS_UNSUPPORTED_REQUEST, false},
+        {"unknown action ends nothing", {unknown, works}, DS_SUCCESS, true},
+        {"another failure ends nothing", {Record(UPDATE, good, 1000), works}, DS_SUCCESS, true},
+        {"earlier failures are reported", {fails, unknown}, DS_UNSUPPORTED_REQUEST, false},
+        {"goes on behind a failed record", {aborts, works}, DS_FAILED_BATCH_ABORTED, false},
+        {"undoes", {works, aborts, Record(UNINSTALL, good)}, DS_FAILED_BATCH_ABORTED, true},
+        {"path without terminator", {endless}, DS_FAILED_BATCH_ABORTED, false},
+        {"empty path", {ofNothing}, DS_UNSUPPORTED_REQUEST, false},
     };
     for (const auto& [fault, records, result, installed] : cases) {
         SCOPED_TRACE(fault);

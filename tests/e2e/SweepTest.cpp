@@ -21,9 +21,7 @@ namespace {
 
 constexpr unsigned kEnded = 77;
 constexpr char kEndAt[] = "STEWARD_END_AT";
-// In the folder that the program was started in.
-const std::filesystem::path kSeen = std::filesystem::absolute("crashes.txt");
-const std::filesystem::path kRestarted = std::filesystem::absolute("restarted.txt");
+const std::filesystem::path kSeen = std::filesystem::absolute("crashes.txt"); // where the program was started
 constexpr uint32_t kCodes[] = {
     DS_SUCCESS,           DS_SUCCESS_RESTART_REQUIRED, DS_ALL_RUNNING,      DS_NOT_ALL_RUNNING,
     DS_NONE_PRESENT,      DS_UNSUPPORTED_REQUEST,      DS_PROCEDURE_FAILED, DS_FAILED_BATCH_ABORTED,
@@ -272,16 +270,8 @@ TEST_P(CrashSweep, EveryEndIsMadeUpFor) {
 }
 
 TEST_P(CrashSweep, AfterTheRestart) {
-    std::ifstream file(kRestarted);
-    Transcript undisturbed;
-    for (std::string line; std::getline(file, line);) {
-        undisturbed.push_back(line);
-    }
-    if (undisturbed.empty()) {
-        std::ofstream(kRestarted) << Joined(action_.Outcome());
-    } else {
-        EXPECT_TRUE(SameTranscript(action_.Outcome(), undisturbed)) << "before: " << seen_.back();
-    }
+    SCOPED_TRACE("before: " + seen_.back());
+    ExpectAsBefore(L"restarted.txt", action_.Outcome());
 }
 
 INSTANTIATE_TEST_SUITE_P(Actions, CrashSweep, testing::Values(What::Install, What::Update, What::Uninstall),

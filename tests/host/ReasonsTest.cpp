@@ -11,19 +11,13 @@ namespace steward::test {
 using testing::HasSubstr;
 using tools::LogLine;
 
-// "5 message" each; the ids of the reasons, each with '+' when it decides.
-static std::string Ids(const std::vector<const char*>& lines, std::string& texts) {
+// Of lines "5 message".
+static std::vector<LogLine> LogOf(const std::vector<const char*>& lines) {
     std::vector<LogLine> log;
     for (const char* const line : lines) {
         log.push_back({0, static_cast<uint32_t>(*line - '0'), "", "", 0, line + 2});
     }
-    std::string ids;
-    texts.clear();
-    for (const host::Reason& reason : host::ReasonsIn(log)) {
-        ids += (reason.decides ? "+" : "-") + reason.id + " ";
-        texts += reason.text + "\n";
-    }
-    return ids;
+    return log;
 }
 
 // Faults: an answer counts as a failure; a file that a catalog covers is called unsigned; what decides
@@ -51,29 +45,30 @@ TEST(Reasons, AreFoundOrderedAndExplained) {
          "C:\\b.sys has no valid embedded signature (Windows error 0x80096010"},
         {{"6 Something new, err = 0x57"}, "+unknown ", "Something new, err = 0x57 (Windows error 87"},
     };
-    for (const auto& [lines, ids, text] : cases) {
+    for (const auto& [lines, expectedIds, text] : cases) {
+        std::string ids; // of what decides with '+'
         std::string texts;
-        EXPECT_EQ(Ids(lines, texts), ids);
+        for (const host::Reason& reason : host::ReasonsIn(LogOf(lines))) {
+            ids += (reason.decides ? "+" : "-") + reason.id + " ";
+            texts += reason.text + "\n";
+        }
+        EXPECT_EQ(ids, expectedIds);
         EXPECT_THAT(texts, HasSubstr(text));
     }
 }
 
 // Faults: the wrong driver or direction; a word about what is over, or has only begun.
 TEST(Progress, SaysWhichDriverIsWaitedFor) {
-    const auto text = [](const std::vector<const char*>& messages, uint32_t seconds) {
-        std::vector<LogLine> log;
-        for (const char* const message : messages) {
-            log.push_back({0, 2, "", "", 0, message});
-        }
-        return host::ProgressText(tools::TreeOf(log), seconds);
+    const auto text = [](const std::vector<const char*>& lines, uint32_t seconds) {
+        return host::ProgressText(tools::TreeOf(LogOf(lines)), seconds);
     };
-    EXPECT_EQ(text({"==> U,", "Try to stop service: qxactmon", "==> WaitForServiceState,"}, 12),
+    EXPECT_EQ(text({"2 ==> U,", "2 Try to stop service: qxactmon", "2 ==> WaitForServiceState,"}, 12),
               "waiting for qxactmon to stop, 12 s");
-    EXPECT_EQ(text({"==> StartDriverService,Driver Name:qxcomm", "==> WaitForServiceState,"}, 0), "");
-    EXPECT_EQ(text({"==> _InstallDriverByInf,INF File Path: C:\\p\\qxcomm.inf"}, 3),
+    EXPECT_EQ(text({"2 ==> StartDriverService,Driver Name:qxcomm", "2 ==> WaitForServiceState,"}, 0), "");
+    EXPECT_EQ(text({"2 ==> _InstallDriverByInf,INF File Path: C:\\p\\qxcomm.inf"}, 3),
               "setup works on qxcomm.inf, 3 s");
     EXPECT_EQ(
-        text({"==> _InstallDriverByInf,INF File Path: C:\\p\\qxcomm.inf", "<== _InstallDriverByInf,"}, 3),
+        text({"2 ==> _InstallDriverByInf,INF File Path: C:\\p\\qxcomm.inf", "2 <== _InstallDriverByInf,"}, 3),
         "");
 }
 

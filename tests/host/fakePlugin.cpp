@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <process.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -36,16 +38,8 @@ static void InterruptThisProcess() {
 static void RunSecondHost() {
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
-    std::wstring command = L"stewardHost --plugin fakePlugin.dll --force install 201A0001";
-    STARTUPINFOW start{};
-    start.cb = sizeof start;
-    PROCESS_INFORMATION started{};
-    if (CreateProcessW(program, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                       &started)) {
-        WaitForSingleObject(started.hProcess, 30'000);
-        CloseHandle(started.hProcess);
-        CloseHandle(started.hThread);
-    }
+    _wspawnl(_P_WAIT, program, L"stewardHost", L"--plugin", L"fakePlugin.dll", L"--force", L"install",
+             L"201A0001", nullptr);
 }
 
 EXPORT uint32_t Plugin_Interface_DriversDoAction(const DrvInfo* records, uint32_t count) {
