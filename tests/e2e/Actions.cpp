@@ -88,7 +88,10 @@ uint32_t Action::Run(What what) {
         return std::max<uint32_t>(plugin.Report().state, DS_ALL_RUNNING);
     }
     const auto& row = kActions[static_cast<size_t>(what)];
-    return plugin.Act(row.action, Package(row.package), row.compareState);
+    const uint32_t result = plugin.Act(row.action, Package(row.package), row.compareState);
+    // Wine ends the drivers' process with the last of them; a start that meets its end is refused.
+    const bool metTheEnd = Joined(plugin.Log()).find("StartService Error = 0x54f") != std::string::npos;
+    return metTheEnd ? Run(what) : result;
 }
 
 Transcript Action::Outcome() const {

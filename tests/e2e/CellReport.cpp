@@ -39,12 +39,6 @@ Json FailuresOf(const testing::TestResult& result) {
     return failures;
 }
 
-Json CodeInDigits(uint32_t code) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%08X", code);
-    return text;
-}
-
 // As "stewardHost --trace" shows it.
 Json Tree(const std::vector<tools::LogLine>& lines) {
     constexpr const char* kMarks[] = {"", "condition", "failure"}; // of TreeRow::Mark
@@ -55,14 +49,10 @@ Json Tree(const std::vector<tools::LogLine>& lines) {
     return rows;
 }
 
-double Milliseconds(const tools::LogLine& line) {
-    return static_cast<double>(line.microseconds) / 1000;
-}
-
 Json Log(const std::vector<tools::LogLine>& lines) {
     Json log = Json::array();
     for (const tools::LogLine& line : lines) {
-        log.push_back({{"ms", Milliseconds(line)},
+        log.push_back({{"ms", static_cast<double>(line.microseconds) / 1000},
                        {"level", line.level},
                        {"module", line.module},
                        {"file", line.file},
@@ -100,11 +90,14 @@ void RecordAction(const std::string& text, uint32_t code, std::vector<tools::Log
     for (tools::LogLine& line : lines) {
         line.microseconds -= began;
     }
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "%08X", code);
+    const Json log = Log(lines);
     actions.push_back({{"text", text},
-                       {"code", CodeInDigits(code)},
-                       {"ms", lines.empty() ? 0 : Milliseconds(lines.back())},
+                       {"code", digits},
+                       {"ms", log.empty() ? Json(0) : log.back()["ms"]},
                        {"tree", Tree(lines)},
-                       {"log", Log(lines)}});
+                       {"log", log}});
 }
 
 void ReportCell() {

@@ -43,6 +43,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -143,9 +144,6 @@ void InstallCatalogs(const std::wstring& package) {
 }
 
 class Run : public testing::Test {
-    using Clock = ImportPatch<"GetTickCount", decltype(GetTickCount)>;
-    using LookUp = ImportPatch<"GetProcAddress", decltype(GetProcAddress)>;
-
   public:
     explicit Run(const Scenario& scenario) : scenario_(scenario) {}
     ~Run() override { Mend(); }
@@ -234,9 +232,11 @@ class Run : public testing::Test {
     void Act(const Arguments& arguments) {
         plugin_->Log();
         const auto action = kActions.find(arguments.at(0));
-        package_ = arguments.at(1).find(L':') == std::wstring::npos ? Package(arguments[1]) : arguments[1];
+        const bool isPath = arguments.at(1).find(L':') != std::wstring::npos;
+        const std::wstring folder = isPath ? arguments[1] : Package(arguments[1]);
+        package_ = (fs::path(folder) / "").make_preferred();
         const uint32_t result = plugin_->Act(action == kActions.end() ? Number(arguments[0]) : action->second,
-                                             package_, arguments.size() > 2 ? Number(arguments[2]) : 2);
+                                             folder, arguments.size() > 2 ? Number(arguments[2]) : 2);
         RecordAction(rest_, result, plugin_->Lines());
         log_ = plugin_->Log();
         const std::string last = log_.empty() ? "" : log_.back();
@@ -266,8 +266,7 @@ class Run : public testing::Test {
         const std::string import = Utf8FromWide(arguments.at(0));
         const size_t at = import.find('@');
         const int call = at == std::string::npos ? Fault::kEveryCall : std::stoi(import.substr(at + 1));
-        faults_.push_back(
-            std::make_unique<Fault>(plugin_->Module(), import.substr(0, at), Number(arguments.at(1)), call));
+        faults_.emplace_back(plugin_->Module(), import.substr(0, at), Number(arguments.at(1)), call);
     }
 
     void Hold(const std::wstring& file) {
@@ -281,13 +280,10 @@ class Run : public testing::Test {
     }
 
     void Refuse(const std::string& function) {
-        lookUp_.reset();
-        lookUp_ = std::make_unique<LookUp>(plugin_->Module(), [this, function](HMODULE module, LPCSTR name) {
-            return name == function ? reinterpret_cast<FARPROC>(+[] {
-                SetLastError(ERROR_ACCESS_DENIED);
-                return INT_PTR{0};
-            })
-                                    : lookUp_->Original(module, name);
+        constexpr auto kRefusal = [] { return SetLastError(ERROR_ACCESS_DENIED), INT_PTR{0}; };
+        lookUp_.emplace(plugin_->Module(), "GetProcAddress", [=](const Tap::Call& call) {
+            const bool isIt = function == reinterpret_cast<const char*>(call.arguments[1]);
+            return isIt ? reinterpret_cast<uint64_t>(+kRefusal) : call.Run();
         });
     }
 
@@ -300,8 +296,7 @@ class Run : public testing::Test {
     }
 
     void StopClock(uint32_t ticks) {
-        clock_.reset();
-        clock_ = std::make_unique<Clock>(plugin_->Module(), [ticks] { return ticks; });
+        clock_.emplace(plugin_->Module(), "GetTickCount", [ticks](auto&) { return ticks; });
     }
 
     void Reload() {
@@ -340,9 +335,9 @@ class Run : public testing::Test {
     std::optional<Plugin> plugin_{std::in_place};
     ConfigFolder config_;
     std::vector<FileHandle> held_;
-    std::vector<std::unique_ptr<Fault>> faults_;
-    std::unique_ptr<LookUp> lookUp_;
-    std::unique_ptr<Clock> clock_;
+    std::list<Fault> faults_;
+    std::optional<Tap> lookUp_;
+    std::optional<Tap> clock_;
     std::wstring package_;
     std::string rest_; // of the line, behind the command
     Line action_;      // the last one

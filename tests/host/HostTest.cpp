@@ -17,13 +17,6 @@ namespace steward::test {
 
 namespace fs = std::filesystem;
 
-// Where the test and the product lie.
-static fs::path BinFolder() {
-    wchar_t self[MAX_PATH];
-    GetModuleFileNameW(nullptr, self, MAX_PATH);
-    return fs::path(self).parent_path();
-}
-
 static const ToolStreams kNoOutput = {.refusesOutput = true};
 static const ToolStreams kNotElevated = {.isElevated = false};
 static const std::wstring kFake = L"--plugin fakePlugin.dll ";

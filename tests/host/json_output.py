@@ -41,18 +41,12 @@ def call(expected, kind, *arguments, plain_file=None):
     return answer
 
 
-def broken_package():
-    """One whose INF files are there and whose .sys files are not."""
-    folder = WORK / "broken"
-    shutil.copytree(PACKAGES / "v1", folder)
-    (folder / "qxevtmgr.sys").unlink()
-    return folder
-
-
 def main():
     shutil.rmtree(WORK, ignore_errors=True)
     WORK.mkdir(parents=True)
-    v1, v2, broken = (windows(path) for path in (PACKAGES / "v1", PACKAGES / "v2", broken_package()))
+    shutil.copytree(PACKAGES / "v1", WORK / "broken")
+    (WORK / "broken/qxevtmgr.sys").unlink()
+    v1, v2, broken = (windows(path) for path in (PACKAGES / "v1", PACKAGES / "v2", WORK / "broken"))
     log = WORK / "trace.log"
 
     call(0, "status", "status")

@@ -8,6 +8,8 @@
 
 namespace steward::test {
 
+using namespace std::chrono_literals;
+
 std::string TextOf(const tools::LogLine& line) {
     return std::to_string(line.level) + " " + line.module + " " + line.file + ": " + line.message;
 }
@@ -34,12 +36,10 @@ LogCapture::LogCapture(HMODULE module, uint32_t threshold)
       flush_(module,
              [this](void*, const wchar_t* tag, uint32_t level, const wchar_t* file, uint32_t number,
                     const wchar_t* text, uint32_t bytes) -> uint32_t {
-                 const std::chrono::duration<int64_t, std::micro> now =
-                     std::chrono::duration_cast<std::chrono::microseconds>(
-                         std::chrono::steady_clock::now().time_since_epoch());
+                 const int64_t now = std::chrono::steady_clock::now().time_since_epoch() / 1us;
                  const std::wstring_view message(text == nullptr ? L"" : text, bytes / sizeof(wchar_t));
-                 lines_.push_back({now.count(), level, Utf8FromWide(tag), Utf8FromWide(file), number,
-                                   Utf8FromWide(message)});
+                 lines_.push_back(
+                     {now, level, Utf8FromWide(tag), Utf8FromWide(file), number, Utf8FromWide(message)});
                  // The library may change last-error; the system must not let that through.
                  SetLastError(0xDEAD);
                  return 0;

@@ -2,6 +2,7 @@
 
 #include "util/Handles.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -39,10 +40,14 @@ std::string ReadWholeFile(const std::wstring& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+std::filesystem::path BinFolder() {
+    wchar_t self[MAX_PATH];
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    return std::filesystem::path(self).parent_path();
+}
+
 ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, const ToolStreams& streams) {
-    std::wstring self(MAX_PATH, L'\0');
-    self.resize(GetModuleFileNameW(nullptr, self.data(), MAX_PATH));
-    const auto tool = std::filesystem::path(self).replace_filename(program);
+    const auto tool = BinFolder() / program;
     const auto folder = std::filesystem::temp_directory_path();
     const auto suffix = std::to_wstring(GetCurrentThreadId());
     const auto input = folder / (L"input" + suffix);
@@ -75,6 +80,8 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
             } else {
                 TerminateProcess(process.Get(), 1);
             }
+        } else {
+            std::fprintf(stderr, "%ls cannot be started, error %lu\n", tool.c_str(), GetLastError());
         }
     }
     run.output = ReadWholeFile(output.wstring());

@@ -1,6 +1,7 @@
 // Runs one of the project's programs as a user does.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace steward::test {
@@ -17,6 +18,9 @@ struct ToolStreams {
     bool refusesOutput = false; // standard output cannot be written
     bool isElevated = true;     // false: without an administrator's rights
 };
+
+// Where the tests and the product lie.
+std::filesystem::path BinFolder();
 
 // `program` lies beside the test, or is a full path; `arguments` are as typed behind its name.
 ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, const ToolStreams& streams = {});

@@ -140,10 +140,7 @@ TEST_F(ConfigTool, ChangesNothingButTheContent) {
 
 // Fault: a tool that does not start where the platform's libraries are missing.
 TEST_F(ConfigTool, NeedsNoOtherFile) {
-    wchar_t self[MAX_PATH];
-    GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::filesystem::copy_file(std::filesystem::path(self).replace_filename(L"stewardConfig.exe"),
-                               L"alone.exe");
+    std::filesystem::copy_file(BinFolder() / L"stewardConfig.exe", L"alone.exe");
     const ToolRun run = RunTool(folder_.File(L"alone.exe"), L"get G k");
     EXPECT_EQ(run.output + run.errors, "old \xE2\x98\xBA\n");
 }

@@ -1,5 +1,4 @@
 #include "e2e/Machine.h"
-#include "lifecycle/Locations.h"
 #include "lifecycle/SharedDriverRegistry.h"
 #include "lifecycle/VigilRegistryRecovery.h"
 #include "support/LogCapture.h"
@@ -81,16 +80,6 @@ TEST(SharedDriverRegistry, StartTypeFollowsTheVersion) {
         starts += std::to_string(QxcommStartType(code, minor, product));
     }
     EXPECT_EQ(starts, "11110110000");
-}
-
-// Faults: a path without a terminator is read past its end, into the action; a folder without its backslash.
-TEST(PackageFolder, IsReadToItsEndAndNormalised) {
-    DrvInfo record{};
-    record.action = 0x41414141;
-    std::wcscpy(record.path, L"C:/a/b");
-    EXPECT_EQ(PackageFolder(record), L"C:\\a\\b\\");
-    std::fill(std::begin(record.path), std::end(record.path), L'x');
-    EXPECT_EQ(PackageFolder(record), std::wstring(DRV_INFO_PATH_UNITS, L'x') + L"\\");
 }
 
 } // namespace steward::test

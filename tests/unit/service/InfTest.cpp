@@ -10,11 +10,8 @@ namespace steward::test {
 // Faults: a version that the lab does not have is taken for a neighbour; an unknown version, or a machine
 // without the platform, gets a section of its own.
 TEST(OsVersion, CodeAndSectionOfVersionsThatTheLabLacks) {
-    constexpr struct {
-        uint32_t major, minor;
-        int code;
-    } kVersions[] = {{4, 0, -99}, {5, 3, -99}, {6, 4, 81}, {7, 0, -99}, {10, 1, 101}, {11, 0, 101}};
-    for (const auto& [major, minor, code] : kVersions) {
+    for (const auto& [major, minor, code] :
+         {std::tuple(4U, 0U, -99), {5, 3, -99}, {6, 4, 81}, {7, 0, -99}, {10, 1, 101}, {11, 0, 101}}) {
         EXPECT_EQ(OsVersionCodeOf(major, minor), code) << major << "." << minor;
     }
     const auto section = [](size_t row, int code, bool platform) {
