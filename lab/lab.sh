@@ -116,13 +116,19 @@ lab_create() {
 lab_make() {
     [ ! -d "$WINEPREFIX" ] || lab_stop || return
     : >"$lab_folder/made-with"
-    rm -rf "$WINEPREFIX" "$lab_folder"/busy-*
-    mkdir "$WINEPREFIX"
-    lab_wine wineboot -i >"$lab_log" 2>&1 </dev/null || lab_fail "no prefix could be made; see $lab_log" || return
+    : >"$lab_log"
+    lab_boot_anew || lab_boot_anew || lab_fail "no prefix could be made; see $lab_log" || return
     # Every Windows has it.
     mkdir -p "$WINEPREFIX/drive_c/windows/system32/catroot/{F750E6C3-38EE-11D1-85E5-00C04FC295EE}"
     wineserver -w
     lab_wine_version >"$lab_folder/made-with"
+}
+
+# On a machine that is busy enough, Wine gives up waiting for its own services.
+lab_boot_anew() {
+    rm -rf "$WINEPREFIX" "$lab_folder"/busy-*
+    mkdir "$WINEPREFIX"
+    lab_wine wineboot -i >>"$lab_log" 2>&1 </dev/null || { lab_stop && return 1; }
 }
 
 # Runs a Windows program; its exit code is the answer, and a hang ends in a message.

@@ -19,7 +19,7 @@ TEST(OsVersion, CodeAndSectionOfVersionsThatTheLabLacks) {
     };
     EXPECT_EQ(section(0, 101, true), L"DriverInstall_Win8");
     EXPECT_EQ(section(0, 101, false), L"DefaultInstall");
-    EXPECT_EQ(section(2, 101, true), L"DefaultInstall");
+    EXPECT_EQ(section(2, 101, true) + section(2, 70, true), L"DefaultInstallDefaultInstall");
     EXPECT_EQ(section(0, -99, true), L"DefaultInstall");
 }
 
