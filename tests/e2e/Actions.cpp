@@ -89,9 +89,9 @@ uint32_t Action::Run(What what) {
     }
     const auto& row = kActions[static_cast<size_t>(what)];
     const uint32_t result = plugin.Act(row.action, Package(row.package), row.compareState);
-    // Wine ends the drivers' process with the last of them; a start that meets its end is refused.
-    const bool metTheEnd = Joined(plugin.Log()).find("StartService Error = 0x54f") != std::string::npos;
-    return metTheEnd ? Run(what) : result;
+    // Wine now and then loses a process at its start, that of the drivers, too.
+    const bool isLost = Joined(plugin.Log()).find("StartService Error = 0x54f") != std::string::npos;
+    return isLost ? Run(what) : result;
 }
 
 Transcript Action::Outcome() const {

@@ -69,8 +69,12 @@ ToolRun RunTool(const std::wstring& program, const std::wstring& arguments, cons
         start.hStdError = errorFile.Get();
         PROCESS_INFORMATION started{};
         std::wstring command = L"\"" + tool.wstring() + L"\" " + arguments;
-        if (CreateProcessAsUserW(Token(streams.isElevated).Get(), tool.c_str(), command.data(), nullptr,
-                                 nullptr, TRUE, 0, nullptr, nullptr, &start, &started)) {
+        const auto isStarted = [&] {
+            return CreateProcessAsUserW(Token(streams.isElevated).Get(), tool.c_str(), command.data(),
+                                        nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &started);
+        };
+        // Wine now and then loses a process at its start.
+        if (isStarted() || (GetLastError() == ERROR_INTERNAL_ERROR && isStarted())) {
             const FileHandle process(started.hProcess);
             const FileHandle thread(started.hThread);
             DWORD exitCode = 0;
