@@ -12,7 +12,7 @@ lab_log=$lab_folder/wine.log
 lab_limit=${STEWARD_LAB_LIMIT:-900} # seconds that one program may take: only a hang takes them
 
 # The Windows versions, one a line: name, winecfg's setting, the oldest Wine that knows it, and for what winecfg does not
-# offer the product type, the build and the name to write on top. tests/e2e/WindowsVersion.cpp says how the plug-in
+# offer the product type, the build and the name to write on top. tests/e2e/expand.py says how the plug-in
 # acts on each.
 lab_known_versions='
 winxp64    winxp64    8
