@@ -50,10 +50,9 @@ Ledger::Ledger(HMODULE module) {
             if (closes || std::ranges::count(entry.openers, import.name) > 0) {
                 taps_.push_back(std::make_unique<Tap>(module, import.name, [=, this](const Tap::Call& call) {
                     const uint64_t answer = call.Run();
-                    const bool ofNothing = call.arguments[0] == 0; // free(nullptr) closes nothing
-                    open_[entry.what] += closes                              ? (ofNothing ? 0 : -1)
-                                         : Opened(import.name, call, answer) ? 1
-                                                                             : 0;
+                    const bool counts = closes ? call.arguments[0] != 0 // free(nullptr) closes nothing
+                                               : Opened(import.name, call, answer);
+                    open_[entry.what] += !counts ? 0 : closes ? -1 : 1;
                     return answer;
                 }));
             }

@@ -49,6 +49,12 @@ std::vector<std::wstring> RenamedFiles() {
     return paths;
 }
 
+// Also one that is read-only.
+void Delete(const std::wstring& file) {
+    SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+    DeleteFileW(file.c_str());
+}
+
 // For the end of a line.
 std::string OrDash(const Json& value) {
     const std::string text = value.is_string() ? value.get<std::string>() : value.dump();
@@ -174,13 +180,11 @@ void RemoveDrivers() {
     for (const std::wstring& driver : kDrivers) {
         StopService(driver);
         UnregisterService(driver);
-        DeleteFileW((kDriversFolder + driver + L".sys").c_str());
-        DeleteFileW((kCatalogFolder + driver + L".cat").c_str());
+        Delete(kDriversFolder + driver + L".sys");
+        Delete(kCatalogFolder + driver + L".cat");
         RegDeleteTreeW(HKEY_LOCAL_MACHINE, ServiceKey(driver).c_str());
     }
-    for (const std::wstring& leftover : RenamedFiles()) {
-        DeleteFileW(leftover.c_str());
-    }
+    std::ranges::for_each(RenamedFiles(), Delete);
     DeleteRegistryValue(L"SOFTWARE\\Vexholm\\BRISK", L"M9TZ");
     DeleteRegistryValue(L"SYSTEM\\CurrentControlSet\\Control\\Session Manager",
                         L"PendingFileRenameOperations");

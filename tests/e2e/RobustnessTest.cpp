@@ -9,6 +9,7 @@
 #include <accctrl.h>
 #include <psapi.h>
 #include <wincrypt.h>
+#include <wintrust.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -46,20 +47,6 @@ struct Taken {
 
 } // namespace
 
-// Faults: another number in another place; a null pointer is written to.
-TEST_F(Robustness, SaysWhoItIs) {
-    const Plugin plugin;
-    const auto version = reinterpret_cast<GetModuleVersionFunction>(
-        reinterpret_cast<void*>(GetProcAddress(plugin.Module(), "Plugin_Interface_GetModuleVersion")));
-    const auto owner = reinterpret_cast<GetHelperOwnerModuleIDFunction>(
-        reinterpret_cast<void*>(GetProcAddress(plugin.Module(), "Plugin_Interface_GetHelperOwnerModuleID")));
-    uint32_t numbers[4] = {9, 9, 9, 9};
-    version(numbers);
-    version(nullptr);
-    EXPECT_THAT(numbers, testing::ElementsAre(5, 5, 1256, 9));
-    EXPECT_EQ(owner(), 20005U);
-}
-
 // Faults: a crash, a write into the host's records, a batch that goes on or ends where it must not.
 TEST_F(Robustness, BadInputIsAnswered) {
     Plugin plugin;
@@ -96,6 +83,8 @@ TEST_F(Robustness, BadInputIsAnswered) {
     plugin.Act(&endless, 1);
     EXPECT_THAT(Joined(plugin.Log()),
                 testing::HasSubstr(" " + std::string(DRV_INFO_PATH_UNITS, 'x') + "\\qxcomm.inf\n"));
+    reinterpret_cast<GetModuleVersionFunction>(reinterpret_cast<void*>(
+        GetProcAddress(plugin.Module(), "Plugin_Interface_GetModuleVersion")))(nullptr);
     EXPECT_EQ(plugin.Act(nullptr, 0), DS_FAILED_BATCH_ABORTED);
     EXPECT_EQ(plugin.Act(nullptr, 3), DS_FAILED_BATCH_ABORTED);
     EXPECT_EQ(plugin.Log(), Transcript());
@@ -140,6 +129,7 @@ TEST_F(Robustness, SystemIsCalledAsDocumented) {
         {"RegCreateKeyExW", 5, {0xF003F}},
         {"RegSetValueExW", 3, {REG_DWORD}},
         {"CreateFileW", 1, {GENERIC_READ}},
+        {"CreateFileW", 2, {FILE_SHARE_READ, FILE_SHARE_READ | FILE_SHARE_WRITE}},
         {"CreateFileW", 4, {OPEN_EXISTING}},
         {"MoveFileExW", 2, {MOVEFILE_REPLACE_EXISTING, MOVEFILE_DELAY_UNTIL_REBOOT}},
         {"GetTempFileNameW", 2, {0}},
@@ -166,6 +156,12 @@ TEST_F(Robustness, SystemIsCalledAsDocumented) {
                 return call.Run();
             }));
     }
+    const Tap trust(action.Module(), "WinVerifyTrust", [](const Tap::Call& call) {
+        const auto& data = *reinterpret_cast<const WINTRUST_DATA*>(call.arguments[2]);
+        EXPECT_EQ(std::tuple(data.dwUIChoice, data.fdwRevocationChecks, data.dwProvFlags),
+                  std::tuple(WTD_UI_NONE, WTD_REVOKE_NONE, WTD_REVOCATION_CHECK_NONE));
+        return call.Run();
+    });
     for (const What what : {What::Install, What::Update, What::Uninstall}) {
         action.Run(what);
     }

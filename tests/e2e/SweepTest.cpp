@@ -13,7 +13,6 @@
 #include <fstream>
 #include <map>
 #include <random>
-#include <set>
 
 namespace steward::test {
 

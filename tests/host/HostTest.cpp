@@ -49,36 +49,31 @@ struct HostCase {
 TEST(Host, RunsRecordsOneByOneOrRefuses) {
     const HostCase cases[] = {
         {kFake + L"status", 0, "", "not all running: "},
-        {kFake + L"--force install 201A0001", 0, "1/0/0 ", "\n   0x201A0001 success: done\n"},
+        {kFake + L"--force --wait 86400 install 201A0001", 0, "1/0/0 ", "\n   0x201A0001 success: done\n"},
         {kFake + L"--force uninstall 201A0002", 3010, "1/2/0 ", "\nA restart of the machine is required.\n"},
-        {kFake + L"--force update --compare-state=0x7 E01A000B", 1, "1/1/7 ",
-         "0xE01A000B procedure failed: "},
+        {kFake + L"--force update --compare-state=0x7 E01A000B", 1, "1/1/7 ", "0xE01A000B procedure failed"},
         {kFake + L"--force rollback ..\\pack\u00e4ge/201A0001", 0, "1/1/1 ",
          "rollback C:\\pack\u00e4ge\\201A0001\n"},
         {kFake + L"--force batch update=1000:201A0002 install:201A0001", 3010, "1/1/1000 1/0/0 ",
-         "2. install C:"},
+         "2. install"},
         {kFake + L"--force batch update:201A0002 install:E01A000B install:201A0001", 1, "1/1/2 1/0/0 1/0/0 ",
          "3. install"},
         {kFake + L"--force batch equal-update:201A0002 update:E01A000C install:201A0001", 1, "1/3/0 1/1/2 ",
          "\nThe batch ended here: 1 record(s) not processed.\n"},
-        {kFake + L"--force batch install:ctrl-c install:201A0001", 1, "1/0/0 ",
-         "\nInterrupted: 1 record(s) not"},
+        {kFake + L"--force batch install:ctrl-c install:201A0001", 1, "1/0/0 ", "\nInterrupted: 1 record"},
         {kFake + L"--force install nested", 0, "1/0/0 ",
          " (install C:\\pack\u00e4ge\\nested) is at work on the drivers; "},
-        {kFake + L"--force --json install 201A0001", 0, "1/0/0 ",
-         "\"code\": \"0x201A0001\",\n        \"id\": \"success\",\n"},
+        {kFake + L"--force --json batch update:201A0002 install:E01A000C", 1, "1/1/2 1/0/0 ",
+         "\"restartRequired\": true,"},
         {kFake + L"--force install 201A0001", 1, "1/0/0 ", "the output cannot be written; check", kNoOutput},
         {kFake + L"--force install 201A0001", 1, "",
          "stewardHost: this needs an administrator's rights; start it", kNotElevated},
         {kFake + L"status --strict", 1, "", "not everything is seen", kNotElevated},
-        {kFake + L"install 201A0001", 1, "",
-         "qxcomm: there is no C:\\pack\u00e4ge\\201A0001\\qxcomm.inf; complete"},
+        {kFake + L"install 201A0001", 1, "", "there is no C:\\pack\u00e4ge\\201A0001\\qxcomm.inf"},
         {kFake + L"install C:\\nowhere", 1, "", "there is no folder C:\\nowhere\\; check the path"},
-        {kFake + L"batch install:201A0001 install:C:\\nowhere", 1, "",
-         "there is no folder C:\\nowhere\\; check"},
-        {kFake + L"update --compare-state 1000 201A0001", 1, "",
-         "the plug-in rejects compare state 1000; give"},
-        {kFake + L"--version", 0, "", "\nplug-in 1.2.3, owner module 7\n"},
+        {kFake + L"batch install:201A0001 install:C:\\nowhere", 1, "", "there is no folder C:\\nowhere"},
+        {kFake + L"update --compare-state 1000 201A0001", 1, "", "rejects compare state 1000; give"},
+        {L"--version", 0, "", "\nplug-in 5.5.1256, owner module 20005\n"},
         {kFake + L"--version", 0, "", "stewardHost 5.5.0.1256, commit "},
         {L"--plugin C:\\no.dll --version", 0, "", "\nplug-in unknown: there is no C:\\no.dll; "},
         {L"--plugin C:\\no.dll status", 1, "", "there is no C:\\no.dll; name the plug-in with --plugin"},
@@ -88,10 +83,10 @@ TEST(Host, RunsRecordsOneByOneOrRefuses) {
         {L"-h", 0, "", "stewardHost batch <action>:<folder> ..."},
         {L"", 2, "", "a command is missing; see stewardHost --help"},
         {L"install \"C:\\a b\\\" --force", 2, "", "an argument contains a double quote: "},
-        {L"install C:\\ --compare-state 1", 2, "",
-         "--compare-state does not go with install; it goes with update check"},
+        {L"install C:\\ --compare-state 1", 2, "", "does not go with install; it goes with update check"},
         {L"update C:\\ --compare-state \"\"", 2, "", "'' is no compare state: a number from 0"},
         {L"update C:\\ --compare-state 4294967296", 2, "", "'4294967296' is no compare state"},
+        {L"install C:\\ --wait 86401", 2, "", "'86401' is no number of seconds"},
         {L"check remove C:\\", 2, "", "'remove' is no action: install, "},
         {L"batch install:C:\\ remove:C:\\", 2, "", "'remove:C:\\' is no record: <action>:<folder> is"},
         {L"install " + std::wstring(1024, L'x'), 2, "", "move the package to a path of at most 1023"},
@@ -119,19 +114,24 @@ static void MakePackages() {
     fs::create_directory("C:\\pk");
     const std::wstring longName(224, L'x'); // "C:\pk\" and these: 230 characters
     for (const std::wstring copy :
-         {L"v1", L"no-sys", L"no-cat", L"no-driver", L"no-section", longName.c_str()}) {
+         {L"v1", L"no-sys", L"no-cat", L"no-driver", L"program", L"no-section", longName.c_str()}) {
         fs::copy(samples / "v1", L"C:\\pk\\" + copy);
     }
     for (const wchar_t* const other : {L"v2", L"unsigned-qxevtmgr"}) {
         fs::copy(samples / other, fs::path(L"C:\\pk") / other);
     }
     fs::remove("C:\\pk\\no-sys\\qxevtmgr.sys");
+    fs::create_directory("C:\\pk\\no-sys\\qxevtmgr.sys");
     fs::remove("C:\\pk\\no-cat\\qxactmon.cat");
     std::ofstream("C:\\pk\\no-driver\\qxcomm.sys") << "MZ";
+    fs::copy_file(BinFolder() / "traceSink.dll", "C:\\pk\\program\\qxcomm.sys",
+                  fs::copy_options::overwrite_existing);
     std::ofstream("C:\\pk\\no-section\\qxcomm.inf") << "[Version]\nSignature=\"$WINDOWS NT$\"\n";
 }
 
-constexpr wchar_t kWithoutDrivers[] = L""; // no command: the next one begins on such a machine
+// No commands: the next one begins on such a machine.
+constexpr wchar_t kWithoutDrivers[] = L"";
+constexpr wchar_t kReplacedAtRestart[] = L"v2\\qxcomm.sys";
 
 struct MachineCase {
     std::wstring arguments;
@@ -152,24 +152,25 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     const MachineCase cases[] = {
         {L"status", 0, "none present|not installed|code 100|restart   none"},
         {L"status --strict", 1, ""},
-        {L"check uninstall C:\\pk\\v1", 1,
-         "qxactmon: it is not installed: the removal ends there with 0xE01A000C; install"},
+        {L"check uninstall C:\\pk\\v1", 1, "qxactmon: it is not installed: the removal ends there with"},
         {L"install C:\\pk\\no-sys", 1,
          "qxevtmgr: there is no C:\\pk\\no-sys\\qxevtmgr.sys; complete the package|nothing was touched"},
         {L"install C:\\pk\\no-driver", 1, "qxcomm.sys: it is no program image, or cannot be read; replace"},
+        {L"install C:\\pk\\program", 1, "qxcomm.sys: it is no 64-bit native image; replace"},
         {L"install C:\\pk\\no-section", 1, "qxcomm.inf has no section [DefaultInstall]; use a package for"},
-        {L"install" + tooLong, 1,
-         "path has 230 characters, too many for setup; move the package to a path of at most 227"},
+        {L"install" + tooLong, 1, "has 230 characters, too many for setup|at most 227"},
         {L"check install C:\\pk\\unsigned-qxevtmgr", 0, "warning: qxevtmgr: |carries no valid signature"},
         {L"check install C:\\pk\\v1", 0,
          "5.5.0.1256|Sample Signer|\nwould: run the install section of 3 INF files, start 3 drivers\n"},
         {L"update C:\\pk\\v1", 3010, "A restart of the machine is required", true},
         {L"status --strict", 3010, "restart   qxcomm will be loaded, "},
+        {kReplacedAtRestart},
+        {L"status", 0, "restart   qxcomm will be replaced by 5.6.0.1300, "},
         {kWithoutDrivers},
         {L"install C:\\pk\\v1", 0, "success: done", true},
         {L"status --strict", 0, "running|1, platform"},
-        {L"check update C:\\pk\\v2", 3010,
-         "would: rename 3 images, copy 3 .sys and 3 .cat, then a restart\nverdict"},
+        {L"check update C:\\pk\\v1", 3010, "there\nwould: rename 3 images, "}, // no word of an older one
+        {L"check update C:\\pk\\v2", 3010, "rename 3 images, copy 3 .sys and 3 .cat, then a restart"},
         {L"update C:\\pk\\v2x", 1, "there is no folder C:\\pk\\v2x\\; check the path"},
         {L"update C:\\pk\\no-cat", 1, "there is no C:\\pk\\no-cat\\qxactmon.cat"},
         {L"update C:\\pk\\v2 --trace --log-level 5", 3010,
@@ -178,8 +179,7 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
         {L"status --strict", 3010, "qxcomm will be replaced by 5.6.0.1300"},
         {L"update C:\\pk\\v2", 3010, "", true}, // now two old images wait, of which the first one runs
         {L"status --json", 0, "\"loadedVersion\": \"5.5.0.1256\""},
-        {L"check update C:\\pk\\v1", 3010,
-         "older than the installed 5.6.0.1300; use rollback|waits for the next restart"},
+        {L"check update C:\\pk\\v1", 3010, "than the installed 5.6.0.1300|waits for the next restart"},
         {L"uninstall C:\\pk\\v2", 3010, "A restart of the machine is required", true},
         {L"status --strict", 3010, "will be removed|restart   qxcomm will be removed, "},
         {L"install C:\\pk\\v1", 1, "qxcomm: its service is marked for deletion; restart first"},
@@ -188,6 +188,11 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
         SCOPED_TRACE(testing::PrintToString(each.arguments) + each.says);
         if (each.arguments == kWithoutDrivers) {
             RemoveDrivers();
+            continue;
+        }
+        if (each.arguments == kReplacedAtRestart) {
+            MoveFileExW(L"C:\\pk\\v2\\qxcomm.sys", (kDriversFolder + L"qxcomm.sys").c_str(),
+                        MOVEFILE_DELAY_UNTIL_REBOOT | MOVEFILE_REPLACE_EXISTING);
             continue;
         }
         const auto before = MachineState();
@@ -202,12 +207,21 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
     RemoveDrivers();
 }
 
-// Fault: a value forges a line of the log, or hides a part of one.
+// Faults: a value forges a line of the log, or hides a part of one; logs pile up.
 TEST(Host, LogsARecordInOneLine) {
     RunTool(L"stewardHost.exe",
             L"--force install \"C:\\new\r\n2026\x1b[31m\t\x7f\x85\u2028 \u263a\" --log C:\\one.log");
     EXPECT_THAT(ReadWholeFile(L"C:\\one.log"),
                 testing::HasSubstr("for C:\\new<0D><0A>2026<1B>[31m<09><7F><85><2028> \xE2\x98\xBA\\"));
+    const std::string logs = "C:\\ProgramData\\driverSteward\\logs\\";
+    fs::remove_all(logs);
+    fs::create_directories(logs);
+    for (int second = 10; second < 40; ++second) {
+        std::ofstream(logs + "20200101-0000" + std::to_string(second) + "-update-1.log");
+    }
+    RunTool(L"stewardHost.exe", L"--force install C:\\new");
+    EXPECT_EQ(std::distance(fs::directory_iterator(logs), {}), 20);
+    EXPECT_TRUE(fs::exists(logs + "20200101-000039-update-1.log"));
 }
 
 // Faults: an example that does not look at every null, tell a failure from a success, or ask for the restart.

@@ -26,7 +26,7 @@ std::string Joined(const Transcript& lines, const char* separator = "\n");
 
 class LogCapture {
   public:
-    explicit LogCapture(HMODULE module = GetModuleHandleW(nullptr), uint32_t threshold = 1);
+    explicit LogCapture(HMODULE module = kSelf, uint32_t threshold = 1);
 
     [[nodiscard]] const std::vector<tools::LogLine>& Lines() const { return lines_; }
     // The lines so far; the capture starts over.

@@ -12,6 +12,8 @@
 
 namespace steward::test {
 
+inline const HMODULE kSelf = GetModuleHandleW(nullptr); // the test program
+
 struct Import {
     std::string library;
     std::string name;

@@ -73,6 +73,9 @@ TEST_F(ConfigTool, AnswersOnStandardOutput) {
         R"([{"group":"G","key":"k","value":"old \u263a"},{"group":"G","key":"ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD",)"
         R"("value":"secret\""},{"group":"G","key":"e","value":""}])");
     EXPECT_TRUE(std::all_of(list.begin(), list.end(), [](char c) { return c > 0; })) << "not ASCII";
+    const std::string diagnosis = RunTool(L"stewardHost.exe", L"diag").output;
+    EXPECT_THAT(diagnosis, HasSubstr("key: ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD\n"));
+    EXPECT_THAT(diagnosis, Not(HasSubstr("secret")));
     EXPECT_THAT(Run(L"frob --json"), HasSubstr(R"("exitCode": 2,
   "error": "unknown command 'frob'; see stewardConfig --help"
 }
@@ -165,6 +168,7 @@ TEST_F(ConfigTool, IsAloneWhenItChanges) {
 TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     folder_.Write(L"broken.xml", "<SysConfigManager>\n<G></SysConfigManager>");
     folder_.Write(L"two.xml", "<Other/><SysConfigManager><G><k>1</k></G></SysConfigManager>");
+    folder_.Write(L"more.xml", "<SysConfigManager><G><k>1</k></G></SysConfigManager><Other/>");
     folder_.Write(L"zero.xml", "<SysConfigManager><G><k>a&#x0;b</k></G></SysConfigManager>");
     folder_.Write(L"deep.xml", Repeated("<a>", 1001));
     folder_.Write(L"plain.cfg", kDocument);
@@ -191,9 +195,11 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     refuses(L"set G k -", "1", "holds a NUL", {std::string("a\0b", 3)});
     refuses(L"list --file plain.cfg", "1", "is readable XML, not an encrypted configuration; use import");
     refuses(L"list", "1", "cannot be written to standard output", {"", true});
+    refuses(L"export SYSTEM_CONFIG.CFG", "1", "is the configuration itself");
     refuses(L"export .", "1", "is a folder; name a file in it");
     refuses(L"import broken.xml", "1", "broken.xml, line 2, column 4: Error reading end tag");
     refuses(L"import two.xml", "1", "<Other> as its root element, and others beside it");
+    refuses(L"import more.xml", "1", "<SysConfigManager> as its root element, and others beside it");
     refuses(L"import zero.xml", "1", "a reference to the character 0");
     refuses(L"import deep.xml", "1", "too deep or too large");
     {

@@ -12,8 +12,6 @@
 
 namespace steward::test {
 
-const HMODULE kSelf = GetModuleHandleW(nullptr);
-
 // "failed" when it fails.
 static std::string Transform(bool encrypt, const std::string& input) {
     std::shared_ptr<uint8_t> output;

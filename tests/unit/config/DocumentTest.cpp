@@ -51,7 +51,7 @@ TEST(Policy, EverySettingHasItsKeyAndOthersAreOff) {
         "<SysConfigManager>" + Repeated("<a>", kMaxNesting - 1) + Repeated("</a>", kMaxNesting - 1) +
         "<ORPL_ALL><ORPL_CFG_SP_RESTART_ND_REVERT>1</ORPL_CFG_SP_RESTART_ND_REVERT>"
         "<ORPL_CFG_SP_MAIN_OBJECTIVE>1</ORPL_CFG_SP_MAIN_OBJECTIVE></ORPL_ALL></SysConfigManager>");
-    const Fault opening(GetModuleHandleW(nullptr), "CreateFileW", 0, Fault::kNoCall);
+    const Fault opening(kSelf, "CreateFileW", 0, Fault::kNoCall);
     std::string answers;
     for (const uint32_t setting : {0U, 0x0FF10001U, 0x0FF10002U, 0x0FF10003U, 0x0FF10004U}) {
         answers += QuerySignaturePolicySetting(setting, L".") ? "on " : "off ";

@@ -12,7 +12,6 @@ namespace {
 
 constexpr DWORD kUntouched = 0xBEEF;
 constexpr const wchar_t* kService = L"MSIServer"; // on every Windows
-const HMODULE kSelf = GetModuleHandleW(nullptr);
 
 // What a query shows; state 0: it fails.
 struct Shown {

@@ -13,7 +13,6 @@ namespace {
 
 constexpr wchar_t kSource[] = L"C:\\test.bin";
 constexpr wchar_t kDestination[] = L"C:\\test.moved";
-const HMODULE kSelf = GetModuleHandleW(nullptr);
 
 // The files' contents; null for none.
 void Start(const char* source, const char* destination) {

@@ -13,7 +13,6 @@ namespace {
 
 constexpr LogSource kLog{kDriverModule, L"LogTest.cpp"};
 constexpr DWORD kUntouched = 0xBEEF;
-const HMODULE kSelf = GetModuleHandleW(nullptr);
 
 template <typename... Pieces> std::string Logged(const Pieces&... pieces) {
     LogCapture log;

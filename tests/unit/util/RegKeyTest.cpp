@@ -13,7 +13,6 @@ namespace steward::test {
 namespace {
 
 constexpr wchar_t kPath[] = L"SOFTWARE\\stewardTestKey";
-const HMODULE kSelf = GetModuleHandleW(nullptr);
 
 class RegKeyTest : public testing::Test {
   protected:

@@ -11,8 +11,6 @@ namespace steward::test {
 
 namespace {
 
-const HMODULE kSelf = GetModuleHandleW(nullptr);
-
 // Every service has the security of this text, and what is written to it becomes text again: Wine keeps none.
 struct SecuredService {
     const wchar_t* text;

@@ -10,10 +10,6 @@ namespace {
 
 const std::wstring kSigned = Package(L"v1") + L"qxcomm.sys";
 
-template <typename Function> FARPROC Address(Function function) {
-    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(+function));
-}
-
 } // namespace
 
 // Faults: a null argument is used; the outcome depends on the name being wanted; a name that does not fit
@@ -38,22 +34,16 @@ TEST(Signature, NameGoesIntoTheBufferAsFarAsItFits) {
 // Fault: a hash that does not fit is looked up beyond its buffer.
 TEST(Signature, HashThatDoesNotFitIsCutToItsBuffer) {
     static DWORD lookedUp;
-    const ImportPatch<"GetProcAddress", decltype(GetProcAddress)> functions(
-        GetModuleHandleW(nullptr), [&](HMODULE module, LPCSTR name) -> FARPROC {
-            if (std::string(name) == "CryptCATAdminCalcHashFromFileHandle") {
-                return Address([](HANDLE, DWORD* bytes, BYTE*, DWORD) -> BOOL {
-                    *bytes = 64;
-                    return FALSE;
-                });
-            }
-            if (std::string(name) == "CryptCATAdminEnumCatalogFromHash") {
-                return Address([](void*, BYTE*, DWORD bytes, DWORD, void*) -> void* {
-                    lookedUp = bytes;
-                    return nullptr;
-                });
-            }
-            return functions.Original(module, name);
-        });
+    const Tap functions(kSelf, "GetProcAddress", [](const Tap::Call& call) {
+        constexpr auto kHash = [](HANDLE, DWORD* bytes, BYTE*, DWORD) { return *bytes = 64, FALSE; };
+        constexpr auto kLookUp = [](void*, BYTE*, DWORD bytes, DWORD, void*) {
+            return lookedUp = bytes, static_cast<void*>(nullptr);
+        };
+        const std::string name = reinterpret_cast<const char*>(call.arguments[1]);
+        return name == "CryptCATAdminCalcHashFromFileHandle" ? reinterpret_cast<uint64_t>(+kHash)
+               : name == "CryptCATAdminEnumCatalogFromHash"  ? reinterpret_cast<uint64_t>(+kLookUp)
+                                                             : call.Run();
+    });
     bool isSigned = true;
     EXPECT_EQ(ForcePreIncludeQXFile((Package(L"v1") + L"qxcomm.inf").c_str(), nullptr, 0, &isSigned), 0);
     EXPECT_FALSE(isSigned);
