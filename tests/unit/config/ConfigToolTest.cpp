@@ -1,4 +1,5 @@
 // Runs the real stewardConfig.exe, which lies beside the test.
+#include "e2e/Plugin.h"
 #include "support/ConfigFolder.h"
 #include "util/Handles.h"
 #include "util/Utf8.h"
@@ -19,7 +20,7 @@ constexpr char kDocument[] =
     "<?xml version=\"1.0\" encoding=\"utf-8\" ?>\r\n<SysConfigManager>\n    <G>\n"
     "        <k>old \xE2\x98\xBA</k>\n"
     "        <ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD>secret&quot;</ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD>\n"
-    "        <e />\n    </G>\n</SysConfigManager>\n";
+    "        <e />\n        <e>2nd</e>\n    </G>\n</SysConfigManager>\n";
 
 // The registry names the test's folder as the platform's.
 class ConfigTool : public testing::Test {
@@ -60,7 +61,7 @@ TEST_F(ConfigTool, AnswersOnStandardOutput) {
     EXPECT_EQ(Run(L"get G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD"), "0 ********\n");
     EXPECT_EQ(Run(L"get G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD --show-secrets"), "0 secret\"\n");
     EXPECT_EQ(Run(L"list"),
-              "0 G\tk\told \xE2\x98\xBA\nG\tORPL_CFG_KAVRI_FR_PROXY_AUTHPWD\t********\nG\te\t\n");
+              "0 G\tk\told \xE2\x98\xBA\nG\tORPL_CFG_KAVRI_FR_PROXY_AUTHPWD\t********\nG\te\t\nG\te\t2nd\n");
     EXPECT_THAT(Run(L"--version"), StartsWith("0 stewardConfig 5.5.0.1256, commit "));
     for (const wchar_t* const line : {L"help set", L"set --help", L"-h set", L"set G /?"}) {
         EXPECT_THAT(Run(line), StartsWith("0 stewardConfig set <group> <key> <value>\n"));
@@ -71,7 +72,7 @@ TEST_F(ConfigTool, AnswersOnStandardOutput) {
     EXPECT_EQ(
         json["settings"].dump(-1, ' ', true),
         R"([{"group":"G","key":"k","value":"old \u263a"},{"group":"G","key":"ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD",)"
-        R"("value":"secret\""},{"group":"G","key":"e","value":""}])");
+        R"("value":"secret\""},{"group":"G","key":"e","value":""},{"group":"G","key":"e","value":"2nd"}])");
     EXPECT_TRUE(std::all_of(list.begin(), list.end(), [](char c) { return c > 0; })) << "not ASCII";
     const std::string diagnosis = RunTool(L"stewardHost.exe", L"diag").output;
     EXPECT_THAT(diagnosis, HasSubstr("key: ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD\n"));
@@ -100,6 +101,10 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
     EXPECT_EQ(Run(L"set H n 1 --create"), "0 ");
     const std::wstring policy = L"set --create ORPL_ALL ORPL_CFG_SP_MODULE_LOAD ";
     EXPECT_EQ(Run(policy + L"1"), "0 ");
+    EXPECT_THAT(
+        RunTool(L"stewardHost.exe", L"check install \"" + Package(L"unsigned-qxevtmgr") + L".\"").output,
+        HasSubstr("carries no valid signature, and the policy demands one"));
+    EXPECT_EQ(Run(policy + L"0"), "0 ");
     EXPECT_THAT(Run(policy + L"true"), HasSubstr("LOAD is 'true', which means off"));
     EXPECT_THAT(Run(policy + L"1x"), HasSubstr("LOAD is '1x', which means on"));
     EXPECT_EQ(Run(L"get H n"), "0 1\n");
@@ -108,7 +113,7 @@ TEST_F(ConfigTool, SetsExportsAndImports) {
     folder_.Write(
         L"out.xml",
         "<!-- dropped --><SysConfigManager><G><k>old &#x263a;</k><ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD>secret\""
-        "</ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD><e/></G></SysConfigManager>");
+        "</ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD><e/><e>2nd</e></G></SysConfigManager>");
     EXPECT_EQ(Run(L"import out.xml --file created.cfg"), "0 ");
     EXPECT_EQ(Rc4(folder_.Read(L"created.cfg")), kDocument);
     EXPECT_EQ(folder_.FileCount(), 3);
@@ -186,7 +191,6 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     refuses(L"get G/k k", "2", "'G/k' is not the name");
     refuses(L"set G k v --wait x", "2", "--wait takes seconds from 0 to 3600, not 'x'");
     refuses(L"list --file \"\"", "2", "--file needs the path");
-    refuses(L"export \"C:\\x\\\" --file system_config.cfg", "2", "a backslash before a closing quote");
     refuses(L"set G ORPL_CFG_KAVRI_FR_PROXY_AUTHPWD new", "2", "every user can see a command line; give -");
     refuses(L"get G none", "1", "there is no none in group G");
     refuses(L"set G none 1", "1", "\"set --create\" adds a key");
@@ -196,6 +200,7 @@ TEST_F(ConfigTool, RefusesInOneLineAndLosesNothing) {
     refuses(L"list --file plain.cfg", "1", "is readable XML, not an encrypted configuration; use import");
     refuses(L"list", "1", "cannot be written to standard output", {"", true});
     refuses(L"export SYSTEM_CONFIG.CFG", "1", "is the configuration itself");
+    refuses(L"export NUL.xml", "1", "is not the path of a file");
     refuses(L"export .", "1", "is a folder; name a file in it");
     refuses(L"import broken.xml", "1", "broken.xml, line 2, column 4: Error reading end tag");
     refuses(L"import two.xml", "1", "<Other> as its root element, and others beside it");
