@@ -84,7 +84,7 @@ TEST_F(Robustness, BadInputIsAnswered) {
     EXPECT_THAT(Joined(plugin.Log()),
                 testing::HasSubstr(" " + std::string(DRV_INFO_PATH_UNITS, 'x') + "\\qxcomm.inf\n"));
     reinterpret_cast<GetModuleVersionFunction>(reinterpret_cast<void*>(
-        GetProcAddress(plugin.Module(), "Plugin_Interface_GetModuleVersion")))(nullptr);
+        GetProcAddress(plugin.Module(), "Plugin_Interface_GetModuleVersion")))(nullptr); // into nothing
     EXPECT_EQ(plugin.Act(nullptr, 0), DS_FAILED_BATCH_ABORTED);
     EXPECT_EQ(plugin.Act(nullptr, 3), DS_FAILED_BATCH_ABORTED);
     EXPECT_EQ(plugin.Log(), Transcript());

@@ -203,7 +203,7 @@ TEST(Host, LooksBeforeItActsAndSaysWhatIsThere) {
 }
 
 // Faults: a value forges a line of the log, or hides a part of one; logs pile up.
-TEST(Host, LogsARecordInOneLine) {
+TEST(Host, LogsARecordInOneLineAndKeepsTwentyLogs) {
     RunTool(L"stewardHost.exe",
             L"--force install \"C:\\new\r\n2026\x1b[31m\t\x7f\x85\u2028 \u263a\" --log C:\\one.log");
     EXPECT_THAT(ReadWholeFile(L"C:\\one.log"),
